@@ -1,0 +1,13 @@
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_C_COMPILER ${TALV_TRIPLE}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${TALV_TRIPLE}-g++-posix)
+set(CMAKE_RC_COMPILER ${TALV_TRIPLE}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${TALV_TRIPLE})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# The runtime goes into the file: the server depends on system DLLs only.
+foreach(kind EXE SHARED MODULE)
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static -Wl,--dynamicbase,--nxcompat")
+endforeach()
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)

@@ -1,0 +1,50 @@
+# talv_room(NAME dependency...): the static library talv_NAME made of every source of the current folder.
+# Sources are found by pattern, so a new file needs no list to be edited.
+function(talv_room name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  add_library(talv_${name} STATIC ${sources} ${TALV_EXTRA_SOURCES})
+  talv_flags(talv_${name})
+  talv_simd_flags(${sources} ${TALV_EXTRA_SOURCES})
+  target_link_libraries(talv_${name} PUBLIC ${ARGN})
+endfunction()
+
+# Warnings as errors and the flags every target of the project is compiled with.
+function(talv_flags target)
+  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror>)
+  if(WIN32)
+    target_compile_definitions(${target} PRIVATE NOMINMAX NO_DSHOW_STRSAFE WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+  endif()
+endfunction()
+
+# Only the files that end in _sse2, _ssse3, _sse41 or _avx2 are compiled for that level.
+function(talv_simd_flags)
+  foreach(source ${ARGN})
+    if(source MATCHES "_avx2\\.cpp$")
+      set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2;-mlzcnt")
+    elseif(source MATCHES "_sse2\\.cpp$")
+      set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-msse2")
+    endif()
+  endforeach()
+endfunction()
+
+# talv_test(NAME library...): tests/NAME/*_test.cpp as one program. Natively every case is a test of its own;
+# under Wine, where a process start costs more than most cases, the whole program is one.
+function(talv_test name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name}_test ${sources})
+  talv_flags(${name}_test)
+  target_link_libraries(${name}_test PRIVATE ${ARGN} talv_test_support)
+  target_compile_definitions(${name}_test PRIVATE
+    TALV_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data" TALV_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  if(WIN32)
+    add_test(NAME ${name} COMMAND ${name}_test)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  else()
+    gtest_discover_tests(${name}_test TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+  endif()
+endfunction()
