@@ -129,10 +129,16 @@ int32_t InitBitmap(ImageBitmap* bitmap, uint32_t structSize, int32_t width, int3
 int32_t CreateBitmap(ImageBitmap* bitmap, uint32_t structSize, uint32_t memoryKind, int32_t width,
                      int32_t height, int32_t bitsPerPixel, uint32_t colorOrder, const PaletteEntry* palette,
                      uint32_t layoutCode, void* userData, uint32_t userDataSize);
-/// Chooses and builds the storage. kRasterEmpty, kRasterInvalid (unknown kind), kRasterNoMemory,
-/// kRasterNotAllocated, kRasterWriteFailed. A failed allocation leaves the descriptor initialised but
-/// unallocated.
+/// Chooses and builds the storage: what `memoryKind` asks for and the depth allows (row compression only for
+/// 1 bit, block compression for 1, 8 and 24), else one block of memory while rasterSettings and the machine's
+/// free memory allow it, else tiles, else a temporary file. The pixels are zero. kRasterEmpty, kRasterInvalid
+/// (unknown kind), kRasterNoMemory, kRasterNotAllocated, kRasterWriteFailed. A failed allocation leaves the
+/// descriptor initialised but unallocated.
 int32_t AllocateBitmap(ImageBitmap* bitmap, uint32_t memoryKind);
+/// Gives an initialised bitmap without pixels a movable global block (AllocateMovable, unlocked) that holds
+/// its rows `dataOffset` bytes from its start, at least dataOffset + dataSize bytes long. FreeBitmap frees
+/// the block. kRasterEmpty, kRasterInvalid (null, already allocated), kRasterNoMemory.
+int32_t AdoptMovableBlock(ImageBitmap* bitmap, void* block, uint32_t dataOffset);
 /// Releases everything the descriptor owns; it is then initialised but empty. Calling it again does nothing.
 int32_t FreeBitmap(ImageBitmap* bitmap);
 

@@ -30,12 +30,22 @@ uint32_t LocateRow(ImageBitmap* bitmap, int32_t row)
 int32_t GetBitmapRow(ImageBitmap* bitmap, void* buffer, int32_t row, uint32_t byteCount)
 {
     if (int32_t status = CheckRowAccess(bitmap, buffer, row, byteCount); status < 0) return status;
+    const uint32_t flags = bitmap->flags;
+    if ((flags & kBitmapCompressedRows) != 0) return ReadCompressedRow(bitmap, buffer, row, byteCount);
+    if ((flags & kBitmapTiled) != 0) return ReadTileRow(bitmap, buffer, row, byteCount);
+    if ((flags & kBitmapCompressedBlocks) != 0) return ReadBlockRow(bitmap, buffer, row, byteCount);
+    if ((flags & kBitmapOnDisk) != 0) return ReadDiskRow(bitmap, buffer, row, byteCount);
     return ReadMemoryRow(bitmap, buffer, row, byteCount);
 }
 
 int32_t PutBitmapRow(ImageBitmap* bitmap, const void* buffer, int32_t row, uint32_t byteCount)
 {
     if (int32_t status = CheckRowAccess(bitmap, buffer, row, byteCount); status < 0) return status;
+    const uint32_t flags = bitmap->flags;
+    if ((flags & kBitmapCompressedRows) != 0) return WriteCompressedRow(bitmap, buffer, row, byteCount);
+    if ((flags & kBitmapTiled) != 0) return WriteTileRow(bitmap, buffer, row, byteCount);
+    if ((flags & kBitmapCompressedBlocks) != 0) return WriteBlockRow(bitmap, buffer, row, byteCount);
+    if ((flags & kBitmapOnDisk) != 0) return WriteDiskRow(bitmap, buffer, row, byteCount);
     return WriteMemoryRow(bitmap, buffer, row, byteCount);
 }
 

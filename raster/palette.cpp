@@ -156,6 +156,9 @@ int32_t FindNearestColor(const PaletteEntry* palette, uint32_t count, int32_t re
                          int32_t blue)
 {
     if (palette == nullptr || count == 0) return -1;
+    red = std::clamp(red, 0, 255);
+    green = std::clamp(green, 0, 255);
+    blue = std::clamp(blue, 0, 255);
     const auto last = static_cast<int32_t>(count - 1);
     if (red == 255 && green == 255 && blue == 255) {
         if (IsColor(palette[last], 255, 255, 255)) return last;
