@@ -5,13 +5,13 @@
 
 #include "platform/cpu.h"
 
-namespace talv
-{
-/// Loops that pixels of every frame pass. Source and target never overlap; no pointer needs any alignment. 16-bit
-/// samples are little-endian words.
+namespace talv {
+/// Loops that pixels of every frame pass. Source and target never overlap; no pointer needs any alignment.
+/// 16-bit samples are little-endian words.
 struct RowKernels
 {
-    /// Two packed 12-bit samples in three bytes -> two words; b0, b1, b2 -> b0 + 256 * (b1 & 15), (b1 >> 4) + 16 * b2.
+    /// Two packed 12-bit samples in three bytes -> two words; b0, b1, b2 -> b0 + 256 * (b1 & 15), (b1 >> 4) +
+    /// 16 * b2.
     void (*widen12)(const uint8_t* source, uint8_t* words, size_t pairs);
     /// Every level three times.
     void (*grey8To24)(const uint8_t* source, uint8_t* target, size_t pixels);

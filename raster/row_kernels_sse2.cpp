@@ -2,10 +2,8 @@
 
 #include "raster/row_kernels.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 __m128i Load(const uint8_t* bytes)
 {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
@@ -20,11 +18,12 @@ void Grey8To32(const uint8_t* source, uint8_t* target, size_t pixels, uint8_t fo
 {
     const __m128i fourths = _mm_set1_epi8(static_cast<char>(fourth));
     size_t i = 0;
-    for (; i + 16 <= pixels; i += 16)
-    {
+    for (; i + 16 <= pixels; i += 16) {
         const __m128i levels = Load(source + i);
-        const __m128i lowTwice = _mm_unpacklo_epi8(levels, levels), highTwice = _mm_unpackhi_epi8(levels, levels);
-        const __m128i lowLast = _mm_unpacklo_epi8(levels, fourths), highLast = _mm_unpackhi_epi8(levels, fourths);
+        const __m128i lowTwice = _mm_unpacklo_epi8(levels, levels),
+                      highTwice = _mm_unpackhi_epi8(levels, levels);
+        const __m128i lowLast = _mm_unpacklo_epi8(levels, fourths),
+                      highLast = _mm_unpackhi_epi8(levels, fourths);
         uint8_t* out = target + 4 * i;
         Store(out, _mm_unpacklo_epi16(lowTwice, lowLast));
         Store(out + 16, _mm_unpackhi_epi16(lowTwice, lowLast));
@@ -39,8 +38,7 @@ void Narrow16(const uint8_t* words, uint8_t* target, size_t pixels, int32_t shif
     const __m128i count = _mm_cvtsi32_si128(shift);
     const __m128i lowByte = _mm_set1_epi16(255);
     size_t i = 0;
-    for (; i + 16 <= pixels; i += 16)
-    {
+    for (; i + 16 <= pixels; i += 16) {
         const __m128i first = _mm_and_si128(_mm_srl_epi16(Load(words + 2 * i), count), lowByte);
         const __m128i second = _mm_and_si128(_mm_srl_epi16(Load(words + 2 * i + 16), count), lowByte);
         Store(target + i, _mm_packus_epi16(first, second));
@@ -51,15 +49,15 @@ void Narrow16(const uint8_t* words, uint8_t* target, size_t pixels, int32_t shif
 void SwapBytes16(const uint8_t* words, uint8_t* target, size_t count)
 {
     size_t i = 0;
-    for (; i + 8 <= count; i += 8)
-    {
+    for (; i + 8 <= count; i += 8) {
         const __m128i value = Load(words + 2 * i);
         Store(target + 2 * i, _mm_or_si128(_mm_slli_epi16(value, 8), _mm_srli_epi16(value, 8)));
     }
     kPlainRowKernels.swapBytes16(words + 2 * i, target + 2 * i, count - i);
 }
 
-void Range16(const uint8_t* words, size_t count, int32_t shift, uint16_t mask, uint16_t* smallest, uint16_t* largest)
+void Range16(const uint8_t* words, size_t count, int32_t shift, uint16_t mask, uint16_t* smallest,
+             uint16_t* largest)
 {
     // Only signed words can be compared: the sign bit is flipped on the way in and back on the way out.
     const __m128i flip = _mm_set1_epi16(INT16_MIN);
@@ -68,8 +66,7 @@ void Range16(const uint8_t* words, size_t count, int32_t shift, uint16_t mask, u
     __m128i low = _mm_set1_epi16(static_cast<int16_t>(*smallest ^ 0x8000));
     __m128i high = _mm_set1_epi16(static_cast<int16_t>(*largest ^ 0x8000));
     size_t i = 0;
-    for (; i + 8 <= count; i += 8)
-    {
+    for (; i + 8 <= count; i += 8) {
         const __m128i raw = _mm_and_si128(_mm_srl_epi16(Load(words + 2 * i), shiftCount), bits);
         const __m128i value = _mm_xor_si128(raw, flip);
         low = _mm_min_epi16(low, value);
@@ -78,8 +75,7 @@ void Range16(const uint8_t* words, size_t count, int32_t shift, uint16_t mask, u
     alignas(16) uint16_t lows[8], highs[8];
     _mm_store_si128(reinterpret_cast<__m128i*>(lows), _mm_xor_si128(low, flip));
     _mm_store_si128(reinterpret_cast<__m128i*>(highs), _mm_xor_si128(high, flip));
-    for (int32_t lane = 0; lane < 8; ++lane)
-    {
+    for (int32_t lane = 0; lane < 8; ++lane) {
         if (lows[lane] < *smallest) *smallest = lows[lane];
         if (highs[lane] > *largest) *largest = highs[lane];
     }
