@@ -11,8 +11,7 @@
 #include "filter/sample_buffer.h"
 #include "raster/bitmap.h"
 
-namespace talv
-{
+namespace talv {
 inline constexpr char kErrorTitle[] = "Talv DICOM Reader (2.0) Error";
 inline constexpr int32_t kLoadOk = 0;
 inline constexpr int32_t kLoadRefused = 1;  ///< the success code "false": a refusal is not an error
@@ -32,20 +31,21 @@ class MemoryStreamReader
     void Attach(const uint8_t* bytes, int64_t length);
     void Detach() { Attach(nullptr, 0); }
     int64_t Length() const { return length_; }
-    /// Copies up to `count` bytes at `position`; returns the bytes copied, -1 for a negative position or count.
+    /// Copies up to `count` bytes at `position`; returns the bytes copied, -1 for a negative position or
+    /// count.
     int64_t ReadAt(int64_t position, void* buffer, int64_t count) const;
 
-    int64_t position = 0;              ///< of sequential readers
-    uint32_t rateLimit = 0xFFFFFFFF;   ///< KB/s; all ones: no limit
-    uint32_t attachedAt = 0;           ///< tick count
+    int64_t position = 0;             ///< of sequential readers
+    uint32_t rateLimit = 0xFFFFFFFF;  ///< KB/s; all ones: no limit
+    uint32_t attachedAt = 0;          ///< tick count
 
   private:
     const uint8_t* bytes_ = nullptr;
     int64_t length_ = 0;
 };
 
-/// Loads one DICOM file and turns its frames into bottom-up rows. Knows no threads and no media framework; the output
-/// pin drives it. `timeline` is the pin's and outlives the source.
+/// Loads one DICOM file and turns its frames into bottom-up rows. Knows no threads and no media framework;
+/// the output pin drives it. `timeline` is the pin's and outlives the source.
 class FrameSource
 {
   public:
@@ -54,16 +54,18 @@ class FrameSource
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
-    /// Loads the file `name` (UTF-16; null is refused silently). Every refusal tells the user through ShowNotice and
-    /// answers kLoadRefused. `pinConnected` refuses silently. Nothing is rolled back on a late refusal.
+    /// Loads the file `name` (UTF-16; null is refused silently). Every refusal tells the user through
+    /// ShowNotice and answers kLoadRefused. `pinConnected` refuses silently. Nothing is rolled back on a late
+    /// refusal.
     int32_t Load(const char16_t* name, bool pinConnected);
     /// Uses `dataSet`, as it is or as a copy; null goes back to an empty data set of the source's own.
     int32_t SetDicomDS(DicomDataSet* dataSet, bool copy, bool streamBusy);
     /// Searches the current data set's frame time and applies it to the timeline.
     void RecomputeFrameTime();
-    /// Fills `sample` with frame `frameIndex`. Negative: the sample's buffer cannot be had; kFrameUndecodable: the
-    /// frame cannot be decoded or does not fit, and the sample holds the last good frame (black before the first);
-    /// else the result of setting the sample's length. Every byte of the announced length is written in each case.
+    /// Fills `sample` with frame `frameIndex`. Negative: the sample's buffer cannot be had;
+    /// kFrameUndecodable: the frame cannot be decoded or does not fit, and the sample holds the last good
+    /// frame (black before the first); else the result of setting the sample's length. Every byte of the
+    /// announced length is written in each case.
     int32_t ReadFrameIntoSample(SampleBuffer* sample, int64_t frameIndex);
     /// Bytes of one bottom-up frame: height * stride; 0 when no image is loaded.
     int64_t SampleSize() const;
@@ -73,7 +75,7 @@ class FrameSource
     bool fileNameSet = false;
     bool isMpeg2Stream = false;
     DicomDataSet* dataSet = nullptr;
-    bool dataSetBound = false;   ///< SetDicomDS has bound a caller's data set; Load is then refused
+    bool dataSetBound = false;  ///< SetDicomDS has bound a caller's data set; Load is then refused
     bool dataSetCopied = false;
     DicomElement* pixelDataElement = nullptr;
     int32_t width = 0, height = 0;
@@ -83,9 +85,9 @@ class FrameSource
     int32_t windowWidth = 0, windowCenter = 0;
     double rescaleIntercept = 0.0, rescaleSlope = 1.0;
     uint32_t imageFlags = 0;
-    int64_t frameTime = 0;  ///< 100 ns, as announced in the video format
-    std::vector<PaletteEntry> palette;   ///< from the bitmap's lut; its size is the palette count
-    PaletteEntry palette8[256];          ///< for 8-bit output: grey ramp, then the loaded image's own palette
+    int64_t frameTime = 0;              ///< 100 ns, as announced in the video format
+    std::vector<PaletteEntry> palette;  ///< from the bitmap's lut; its size is the palette count
+    PaletteEntry palette8[256];  ///< for output up to 8 bits: the loaded image's palette over a grey ramp
     MemoryStreamReader streamReader;
     uint32_t pixelDataCounter = 0, pixelDataTarget = 0;
     int32_t undecodableFrames = 0;  ///< frames delivered in place of one that could not be decoded

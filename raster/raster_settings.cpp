@@ -1,0 +1,5 @@
+#include "raster/raster_settings.h"
+
+namespace talv {
+RasterSettings rasterSettings;
+}  // namespace talv
