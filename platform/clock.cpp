@@ -2,8 +2,7 @@
 
 #include <chrono>
 
-namespace talv
-{
+namespace talv {
 uint32_t TickCount()
 {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();

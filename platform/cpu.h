@@ -1,8 +1,8 @@
 #pragma once
 
-namespace talv
-{
-/// Instruction sets that hot loops have variants for, in ascending order: each level includes those before it.
+namespace talv {
+/// Instruction sets that hot loops have variants for, in ascending order: each level includes those before
+/// it.
 enum class SimdLevel
 {
     plain,
@@ -10,7 +10,8 @@ enum class SimdLevel
     avx2,
 };
 
-/// The processor's level, detected once per process. The environment variable FLT_SIMD (plain, sse2, avx2) lowers it.
+/// The processor's level, detected once per process. The environment variable FLT_SIMD (plain, sse2, avx2)
+/// lowers it.
 SimdLevel DetectedSimdLevel();
 
 /// Processors this process may run on, at least 1.

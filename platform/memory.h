@@ -3,8 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace talv
-{
+namespace talv {
 /// Zero-filled blocks of the system's global heap (GlobalAlloc on Windows). A failed call returns null;
 /// a failed reallocation leaves the old block as it was. Bytes added by a reallocation are zero.
 void* AllocateGlobal(size_t count, size_t size);

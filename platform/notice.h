@@ -2,14 +2,13 @@
 
 #include <cstdint>
 
-namespace talv
-{
+namespace talv {
 /// Message box styles, as the Windows API numbers them.
 inline constexpr uint32_t kNoticePlain = 0x0000;        ///< OK button only
 inline constexpr uint32_t kNoticeExclamation = 0x2030;  ///< task-modal, exclamation icon
 
-/// Tells the user something and waits for the answer where a desktop can show a box; elsewhere the text goes to the
-/// debug output (Windows) or standard error only, so that a session without a desktop never blocks.
+/// Tells the user something and waits for the answer where a desktop can show a box; elsewhere the text goes
+/// to the debug output (Windows) or standard error only, so that a session without a desktop never blocks.
 void ShowNotice(const char* text, const char* title, uint32_t style);
 
 /// Replaces the box, for tests and for hosts with a display of their own; null restores it.

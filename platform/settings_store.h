@@ -3,10 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace talv
-{
-/// One key of the machine-wide settings store: HKEY_LOCAL_MACHINE on Windows, a table of this process elsewhere.
-/// Values carry raw bytes under the registry type REG_SZ, whatever they mean.
+namespace talv {
+/// One key of the machine-wide settings store: HKEY_LOCAL_MACHINE on Windows, a table of this process
+/// elsewhere. Values carry raw bytes under the registry type REG_SZ, whatever they mean.
 class SettingsKey
 {
   public:
@@ -21,7 +20,8 @@ class SettingsKey
     int32_t Create(const char* path);
     void Close();
 
-    /// Reads a value of exactly `count` bytes, ignoring its type; false when it is missing or of another length.
+    /// Reads a value of exactly `count` bytes, ignoring its type; false when it is missing or of another
+    /// length.
     bool ReadBytes(const char* name, void* buffer, size_t count) const;
     bool WriteBytes(const char* name, const void* bytes, size_t count);
 
@@ -31,7 +31,8 @@ class SettingsKey
 
 /// Writes one entry of an INI file; false when the file cannot be written. `fileName` as in platform/file.h.
 bool WriteIniText(const char* fileName, const char* section, const char* key, const char* text);
-/// Reads one entry into `buffer` (always terminated, cut to `bufferSize` - 1), or copies `fallback` when it is missing.
-void ReadIniText(const char* fileName, const char* section, const char* key, const char* fallback, char* buffer,
-                 size_t bufferSize);
+/// Reads one entry into `buffer` (always terminated, cut to `bufferSize` - 1), or copies `fallback` when it
+/// is missing.
+void ReadIniText(const char* fileName, const char* section, const char* key, const char* fallback,
+                 char* buffer, size_t bufferSize);
 }  // namespace talv

@@ -1,0 +1,63 @@
+#include "raster/palette.h"
+#include "raster/pixel_converter.h"
+
+namespace talv {
+namespace {
+/// Palette to palette: every index has one answer, found before the first pixel.
+void ConvertToIndices(const Conversion& conversion, PixelWriter* writer)
+{
+    uint8_t map[256];
+    const bool same = MapPalette(conversion.in.palette, 1u << conversion.in.bits, conversion.out.palette,
+                                 1u << conversion.out.bits, map) == 1;
+    if (same && conversion.in.bits == conversion.out.bits) return;
+    ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
+        uint8_t values[kChunkPixels];
+        UnpackBitFields(source, conversion.in.bits, pixels, values);
+        for (size_t i = 0; i < pixels; ++i) values[i] = map[values[i]];
+        writer->WriteIndices(values, pixels, target);
+    });
+}
+
+/// Colours of 24 and 32 bits: the palette in the byte order of the output, then one four-byte store for each
+/// pixel. A 24-bit store runs one byte into the next pixel, which comes after it; the last pixel of a chunk
+/// is cut to its bytes.
+void ConvertToColors(const Conversion& conversion)
+{
+    uint8_t table[256][4];
+    const uint32_t count = 1u << conversion.in.bits;
+    for (uint32_t i = 0; i < count; ++i) {
+        const PaletteEntry& entry = conversion.in.palette[i];
+        const bool bgr = conversion.out.order == kOrderBgr;
+        table[i][0] = bgr ? entry.blue : entry.red;
+        table[i][1] = entry.green;
+        table[i][2] = bgr ? entry.red : entry.blue;
+        table[i][3] = static_cast<uint8_t>(conversion.fourth);
+    }
+    const size_t step = static_cast<size_t>(conversion.out.bits) / 8;
+    ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
+        uint8_t values[kChunkPixels];
+        const uint8_t* indices = source;
+        if (conversion.in.bits < 8) {
+            UnpackBitFields(source, conversion.in.bits, pixels, values);
+            indices = values;
+        }
+        for (size_t i = 0; i + 1 < pixels; ++i, target += step) std::memcpy(target, table[indices[i]], 4);
+        std::memcpy(target, table[indices[pixels - 1]], step);
+    });
+}
+}  // namespace
+
+void ConvertFromIndices(const Conversion& conversion)
+{
+    PixelWriter writer(conversion);
+    if (conversion.out.kind == PixelKind::index) return ConvertToIndices(conversion, &writer);
+    if (conversion.out.kind == PixelKind::color8) return ConvertToColors(conversion);
+    ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
+        uint8_t values[kChunkPixels];
+        PaletteEntry colors[kChunkPixels];
+        UnpackBitFields(source, conversion.in.bits, pixels, values);
+        for (size_t i = 0; i < pixels; ++i) colors[i] = conversion.in.palette[values[i]];
+        writer.WriteColors(colors, pixels, target);
+    });
+}
+}  // namespace talv
