@@ -167,6 +167,7 @@ class DicomDataSet
   private:
     friend class LevelParser;
     bool CheckElement(const DicomElement* element);
+    void* GetRange(DicomElement* element, int valueClass, uint32_t first, uint32_t count);
     struct Arena;
     std::unique_ptr<Arena> arena_;
 };

@@ -2,15 +2,15 @@
 
 #include <cstdint>
 
-namespace talv
-{
+namespace talv {
 /// How a date or time stands for a range.
 enum RangeKind : uint16_t
 {
     kRangeSingle = 0,
-    kRangeFrom = 1,   ///< from this one on, written with a trailing hyphen
-    kRangeUpTo = 2,   ///< up to this one, written with a leading hyphen
+    kRangeFrom = 1,     ///< from this one on, written with a trailing hyphen
+    kRangeUpTo = 2,     ///< up to this one, written with a leading hyphen
     kRangeBetween = 3,  ///< from the first to the second
+    kRangeEmpty = 4,    ///< times only: an empty value, which display text leaves out
 };
 
 struct DicomAge
