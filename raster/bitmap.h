@@ -91,7 +91,7 @@ struct ImageBitmap
     int32_t displayScale;   ///< percent
     uint32_t reserved1[2];  ///< zero
     uint8_t* remapTable;    ///< owned, 256 bytes, the identity at allocation
-    void* tempFile;         ///< owned auxiliary temporary-file object
+    void* tempFile;         ///< owned auxiliary temporary file: a File made with new, or null
     uint32_t reserved2;     ///< zero
     uint32_t reserved3;     ///< zero; makes the record 164 bytes with 4-byte pointers
 };
