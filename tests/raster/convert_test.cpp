@@ -338,6 +338,26 @@ TEST(ConvertBuffer, DefaultPalettesStandInForMissingOnes)
     }
 }
 
+TEST(ConvertBuffer, GreyPaletteEqualsGreyLevels)
+{
+    PaletteEntry ramp[256];
+    for (uint32_t i = 0; i < 256; ++i) ramp[i] = {uint8_t(i), uint8_t(i), uint8_t(i), 0};
+    for (int32_t bits : {24, 32, 48, 64})
+        for (uint32_t order : {0u, 1u}) {
+            std::vector<uint8_t> index = RandomBytes(1030 * 8, 4), level = index, tinted = index;
+            ASSERT_EQ(ConvertBufferSimple(index.data(), 1030, 8, bits, 0, order, ramp, nullptr), kRasterOk);
+            ASSERT_EQ(ConvertBufferSimple(level.data(), 1030, 8, bits, 2, order, nullptr, nullptr),
+                      kRasterOk);
+            EXPECT_EQ(index, level) << bits << ' ' << order;
+            PaletteEntry nearly[256];
+            std::copy(ramp, ramp + 256, nearly);
+            nearly[255].blue = 0;
+            ASSERT_EQ(ConvertBufferSimple(tinted.data(), 1030, 8, bits, 0, order, nearly, nullptr),
+                      kRasterOk);
+            EXPECT_NE(tinted, level) << bits << ' ' << order;
+        }
+}
+
 TEST(GetBitWindow, TakesTheUppermostBitsThatFit)
 {
     for (int32_t bits : {8, 12, 16})
