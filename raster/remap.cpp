@@ -136,10 +136,9 @@ void StoreGreyRow(const ImageBitmap& bitmap, const std::vector<uint16_t>& sample
     }
 }
 
-int32_t RewritePixels(ImageBitmap* bitmap, const Results& results)
+int32_t RewritePixels(ImageBitmap* bitmap, const Results& results, const SampleForm& form)
 {
     const BitWindow window = SignificantBits(*bitmap);
-    const SampleForm form = FormFor(results, bitmap->bitsPerPixel);
     std::vector<uint16_t> table(results.size());
     std::transform(results.begin(), results.end(), table.begin(),
                    [&](double result) { return form.Store(result); });
@@ -183,7 +182,8 @@ int32_t RemapResults(ImageBitmap* bitmap, int32_t mode, Change change)
     try {
         Results results = CurrentResults(*bitmap);
         std::transform(results.begin(), results.end(), results.begin(), change);
-        if (mode == kRemapPixels) return RewritePixels(bitmap, results);
+        if (mode == kRemapPixels)
+            return RewritePixels(bitmap, results, FormFor(results, bitmap->bitsPerPixel));
         return InstallLut(bitmap, results, WholeRange(results, false));
     } catch (const std::bad_alloc&) {
         return kRasterNoMemory;
@@ -222,10 +222,11 @@ int32_t RemapWindow(ImageBitmap* bitmap, double center, double width, bool inver
         Results results = CurrentResults(*bitmap);
         const Ramp ramp = Window(results, center, width, invert);
         if (mode == kRemapLut) return InstallLut(bitmap, results, ramp);
-        const double white = static_cast<double>(results.size() - 1);
+        const auto white = static_cast<int32_t>(results.size() - 1);
         std::transform(results.begin(), results.end(), results.begin(),
                        [&](double result) { return ramp.At(result) * white; });
-        return RewritePixels(bitmap, results);
+        // The bits stay as many as they were, for a window may leave the brightest values out.
+        return RewritePixels(bitmap, results, {false, SignificantBits(*bitmap).count, 0, white});
     } catch (const std::bad_alloc&) {
         return kRasterNoMemory;
     }
