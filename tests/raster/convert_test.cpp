@@ -294,6 +294,32 @@ TEST(ConvertBuffer, RefusalsLeaveTheBufferAlone)
     }
 }
 
+TEST(ConvertBuffer, RandomArgumentsStayWithinTheBufferOrChangeNothing)
+{
+    std::mt19937 random(2026);
+    const int32_t depths[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64, 9, -8};
+    const int32_t edges[] = {INT32_MIN, -1, 0, 1, 7, 8, 11, 12, 15, 16, 31, 32, 63, INT32_MAX};
+    int32_t accepted = 0;
+    for (int32_t i = 0; i < 20000; ++i) {
+        const auto pick = [&](const auto& list) { return list[random() % std::size(list)]; };
+        const int32_t bitsIn = pick(depths), bitsOut = pick(depths), low = pick(edges), high = pick(edges);
+        const uint32_t orderIn = random() % 7, orderOut = random() % 7, flags = random() % 64;
+        const uint32_t count = 1 + random() % 70;
+        // Exactly as long as the call may need, so that the address sanitizer sees any step beyond.
+        const auto larger = static_cast<size_t>(std::max({bitsIn, bitsOut, 1}));
+        std::vector<uint8_t> buffer = RandomBytes(Bytes(count, static_cast<int32_t>(larger)), uint32_t(i));
+        const std::vector<uint8_t> before = buffer;
+        const int32_t status = ConvertBuffer(buffer.data(), count, bitsIn, bitsOut, orderIn, orderOut,
+                                             nullptr, nullptr, flags, low, high, uint32_t(random()));
+        ASSERT_TRUE(status == kRasterOk || status == kRasterInvalid);
+        if (status == kRasterInvalid) {
+            ASSERT_EQ(buffer, before);
+        }
+        accepted += status == kRasterOk ? 1 : 0;
+    }
+    EXPECT_GT(accepted, 500) << "too few calls that do anything";
+}
+
 TEST(ConvertBuffer, SecondSpaceIsReachedByTheMatrix)
 {
     uint8_t white[3] = {255, 255, 255};
