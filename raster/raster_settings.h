@@ -17,8 +17,13 @@ struct RasterSettings
 };
 extern RasterSettings rasterSettings;
 
-/// Process and thread hooks of the library.
+/// Called at process attach, before any other thread uses the library: default settings, and the choice of
+/// the row kernels for this processor. Memory work only. `moduleHandle` is the handle of the module that the
+/// library lives in.
 void AttachRasterLibrary(void* moduleHandle);
+/// Called at process detach: default settings again. Bitmaps own everything else and are freed by their
+/// owners.
 void DetachRasterLibrary();
+/// Called when a thread ends. The library keeps nothing for a single thread.
 void DetachRasterThread();
 }  // namespace talv

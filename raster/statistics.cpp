@@ -1,68 +1,79 @@
 #include "raster/statistics.h"
 
-#include <algorithm>
-#include <cstring>
 #include <new>
 #include <vector>
 
-#include "raster/convert.h"
+#include "raster/grey_samples.h"
+#include "raster/row_kernels.h"
 
 namespace talv {
 namespace {
-/// Smallest and largest windowed sample seen so far.
-struct SampleRange
+int32_t ScanRows(ImageBitmap* bitmap, const BitWindow& window, uint16_t* smallest, uint16_t* largest)
 {
-    uint32_t smallest = UINT32_MAX;
-    uint32_t largest = 0;
-
-    void Add(uint32_t value)
-    {
-        smallest = std::min(smallest, value);
-        largest = std::max(largest, value);
-    }
-};
-
-uint32_t SampleAt(const uint8_t* row, int32_t pixel, int32_t bitsPerPixel)
-{
-    if (bitsPerPixel == 16) return row[2 * size_t(pixel)] | row[2 * size_t(pixel) + 1] << 8;
-    const uint8_t* pair = row + size_t(pixel) / 2 * 3;
-    return (pixel & 1) == 0 ? pair[0] | (pair[1] & 15) << 8 : pair[1] >> 4 | pair[2] << 4;
-}
-
-int32_t ScanRows(ImageBitmap* bitmap, const BitWindow& window, SampleRange* range)
-{
-    std::vector<uint8_t> row(bitmap->bytesPerLine);
+    const auto width = static_cast<size_t>(bitmap->width);
+    std::vector<uint8_t> row(bitmap->bytesPerLine), words(GreyWordBytes(*bitmap));
     for (int32_t y = 0; y < bitmap->height; ++y) {
         if (int32_t got = GetBitmapRow(bitmap, row.data(), y, bitmap->bytesPerLine); got < 0) return got;
-        for (int32_t x = 0; x < bitmap->width; ++x)
-            range->Add(SampleAt(row.data(), x, bitmap->bitsPerPixel) >> window.shift & window.mask);
+        const uint8_t* samples = WordsOfGreyRow(*bitmap, row.data(), words.data());
+        BestRowKernels().range16(samples, width, window.shift, static_cast<uint16_t>(window.mask), smallest,
+                                 largest);
     }
     return kRasterOk;
 }
 }  // namespace
 
-int32_t GetBitmapStatistics(ImageBitmap* bitmap, int32_t* minValue, int32_t* maxValue)
+int32_t CheckGreyBitmap(const ImageBitmap* bitmap)
 {
     if (bitmap == nullptr) return kRasterNullBitmap;
     if (int32_t status = CheckDescriptor(bitmap); status < 0) return status;
     if ((bitmap->flags & kBitmapAllocated) == 0) return kRasterNotAllocated;
-    const int32_t bits = bitmap->bitsPerPixel;
-    if (bitmap->colorOrder != kOrderGrey || (bits != 12 && bits != 16)) return kRasterInvalid;
+    if (bitmap->colorOrder != kOrderGrey) return kRasterInvalid;
+    return bitmap->bitsPerPixel == 12 || bitmap->bitsPerPixel == 16 ? kRasterOk : kRasterInvalid;
+}
+
+BitWindow SignificantBits(const ImageBitmap& bitmap)
+{
+    const int32_t bits = bitmap.bitsPerPixel;
+    return GetBitWindow(bits, bits, bitmap.lowBit, bitmap.highBit < bits ? bitmap.highBit : bits - 1);
+}
+
+int32_t ZeroOfSigned(const ImageBitmap& bitmap, const BitWindow& window)
+{
+    return (bitmap.flags & kBitmapSigned) != 0 ? static_cast<int32_t>((window.mask + 1) / 2) : 0;
+}
+
+size_t GreyWordBytes(const ImageBitmap& bitmap)
+{
+    return 2 * static_cast<size_t>(bitmap.width);
+}
+
+const uint8_t* WordsOfGreyRow(const ImageBitmap& bitmap, const uint8_t* row, uint8_t* words)
+{
+    if (bitmap.bitsPerPixel == 16) return row;
+    const auto width = static_cast<size_t>(bitmap.width);
+    BestRowKernels().widen12(row, words, width / 2);
+    if (width % 2 != 0) {
+        words[2 * width - 2] = row[width / 2 * 3];
+        words[2 * width - 1] = row[width / 2 * 3 + 1] & 15;
+    }
+    return words;
+}
+
+int32_t GetBitmapStatistics(ImageBitmap* bitmap, int32_t* minValue, int32_t* maxValue)
+{
+    if (int32_t status = CheckGreyBitmap(bitmap); status < 0) return status;
     if (minValue == nullptr || maxValue == nullptr) return kRasterInvalid;
 
-    const BitWindow window = GetBitWindow(bits, bits, bitmap->lowBit, bitmap->highBit);
-    SampleRange range;
-    int32_t status = kRasterNoMemory;
+    const BitWindow window = SignificantBits(*bitmap);
+    uint16_t smallest = UINT16_MAX, largest = 0;
     try {
-        status = ScanRows(bitmap, window, &range);
+        if (int32_t status = ScanRows(bitmap, window, &smallest, &largest); status < 0) return status;
     } catch (const std::bad_alloc&) {
+        return kRasterNoMemory;
     }
-    if (status < 0) return status;
-
-    // Signed data are kept with the sign bit flipped: the stored value less half the range is the true one.
-    const int32_t zero = (bitmap->flags & kBitmapSigned) != 0 ? int32_t((window.mask + 1) / 2) : 0;
-    *minValue = static_cast<int32_t>(range.smallest) - zero;
-    *maxValue = static_cast<int32_t>(range.largest) - zero;
+    const int32_t zero = ZeroOfSigned(*bitmap, window);
+    *minValue = smallest - zero;
+    *maxValue = largest - zero;
     return kRasterOk;
 }
 }  // namespace talv
