@@ -1,5 +1,7 @@
 #include "filter/directshow/worker_thread.h"
 
+#include <objbase.h>
+
 namespace talv {
 WorkerThread::WorkerThread()
     : posted_(CreateEventW(nullptr, TRUE, FALSE, nullptr)), taken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
