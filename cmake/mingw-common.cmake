@@ -6,8 +6,10 @@ set(CMAKE_FIND_ROOT_PATH /usr/${TALV_TRIPLE})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-# The runtime goes into the file: the server depends on system DLLs only.
+# The runtime goes into the file: the server depends on system DLLs only. Without build id and time stamp, the same
+# source gives the same file. Release files carry no symbols: those of the runtime alone are twice the code.
 foreach(kind EXE SHARED MODULE)
-  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static -Wl,--dynamicbase,--nxcompat")
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static -Wl,--dynamicbase,--nxcompat -Wl,--build-id=none,--no-insert-timestamp")
+  set(CMAKE_${kind}_LINKER_FLAGS_RELEASE_INIT "-s")
 endforeach()
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)

@@ -15,6 +15,8 @@ function(talv_flags target)
     $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror>)
   if(WIN32)
     target_compile_definitions(${target} PRIVATE NOMINMAX NO_DSHOW_STRSAFE WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+    # No file that is handed out tells where it was built.
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>)
   endif()
 endfunction()
 
@@ -29,10 +31,29 @@ function(talv_simd_flags)
   endforeach()
 endfunction()
 
+# talv_codec_host(TARGET): a program that finds the codec entry points in itself, by name, as a host of the component
+# does. Nothing refers to them otherwise, so the linker is asked to take them from the static library.
+function(talv_codec_host target)
+  set(plain fltLoadBufferCMP fltSaveBufferCMP fltJ2KDecompressFrame)
+  if(WIN32)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/codec-exports-${CMAKE_SYSTEM_PROCESSOR}.def)
+  else()
+    list(TRANSFORM plain PREPEND "-Wl,-u,")
+    target_link_options(${target} PRIVATE ${plain})
+    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
+  endif()
+  target_link_libraries(${target} PRIVATE talv_codecs)
+endfunction()
+
 # talv_test(NAME library...): tests/NAME/*_test.cpp as one program. Natively every case is a test of its own;
-# under Wine, where a process start costs more than most cases, the whole program is one.
+# under Wine, where a process start costs more than most cases, the whole program is one. Sources in tests/NAME/windows
+# belong to the Windows builds only.
 function(talv_test name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp)
+  if(WIN32)
+    file(GLOB windows_sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/windows/*.cpp)
+    list(APPEND sources ${windows_sources})
+  endif()
   if(NOT sources)
     return()
   endif()
@@ -44,6 +65,9 @@ function(talv_test name)
   if(WIN32)
     add_test(NAME ${name} COMMAND ${name}_test)
     set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+    if(name STREQUAL "directshow")
+      set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)  # it registers the component and opens windows
+    endif()
   else()
     gtest_discover_tests(${name}_test TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
   endif()

@@ -4,13 +4,12 @@
 #include <cstdint>
 #include <vector>
 
-namespace talv
-{
+namespace talv {
 class FrameSource;
 
-inline constexpr uint32_t kVideoInfoSize = 1128;       ///< header of 48, bitmap header of 40, palette and masks
-inline constexpr uint32_t kGreyFormatSize = 262288;    ///< header of 48, extended header of 96, 65,536 entries
-inline constexpr uint32_t kTgryFourCc = 0x59524754;    ///< "TGRY", little endian
+inline constexpr uint32_t kVideoInfoSize = 1128;     ///< header of 48, bitmap header of 40, palette and masks
+inline constexpr uint32_t kGreyFormatSize = 262288;  ///< header of 48, extended header of 96, 65,536 entries
+inline constexpr uint32_t kTgryFourCc = 0x59524754;  ///< "TGRY", little endian
 
 enum class VideoSubtype
 {
@@ -31,7 +30,8 @@ struct MediaFormat
     std::vector<uint8_t> block;  ///< format block, little endian, as the framework lays it out
 };
 
-/// The one format of `source`'s image; subtype none for depths that have none. False when memory is short.
+/// The one format of `source`'s image: a VIDEOINFO block for RGB subtypes, the grey-scale block for 12 and 16
+/// bits. Subtype none for depths that have none (0: no image is loaded). False when memory is short.
 bool BuildMediaFormat(const FrameSource& source, MediaFormat* format);
 
 /// A proposed format as far as it is checked.
@@ -44,6 +44,12 @@ struct ProposedFormat
     uint16_t bitCount = 0;
     int32_t width = 0, height = 0;
 };
-/// True when the pin accepts `proposed` for the loaded image.
+/// Reads the last four fields from the bitmap header of a format block of `size` bytes; false when it is too
+/// short for one (such a format is to be refused).
+bool ReadFormatBlock(const uint8_t* block, size_t size, ProposedFormat* proposed);
+/// True when the pin accepts `proposed` for the loaded image: a type check looks at size, subtype and header,
+/// but takes width and height only together, as the sample size.
 bool AcceptsFormat(const FrameSource& source, const ProposedFormat& proposed);
+/// The further check before a format is set: width and height are those of the loaded image.
+bool MatchesImage(const FrameSource& source, const ProposedFormat& proposed);
 }  // namespace talv

@@ -2,8 +2,7 @@
 
 #include <cstdint>
 
-namespace talv
-{
+namespace talv {
 /// A media sample as the portable core sees it.
 class SampleBuffer
 {

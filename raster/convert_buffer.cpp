@@ -108,7 +108,8 @@ int32_t ConvertBuffer(void* buffer, uint32_t pixelCount, int32_t bitsIn, int32_t
 
     conversion.buffer = static_cast<uint8_t*>(buffer);
     conversion.pixelCount = pixelCount;
-    conversion.keepsValues = bitsIn > 8 && bitsOut > 8 && (flags & kConvertWindowOut) == 0;
+    conversion.keepsValues = conversion.in.kind == PixelKind::level && bitsIn > 8 && bitsOut > 8 &&
+                             (flags & kConvertWindowOut) == 0;
     conversion.fourth = (flags & kConvertFourthByte) != 0 ? static_cast<uint16_t>(maxValue & kWholeRange) : 0;
     switch (conversion.in.kind) {
         case PixelKind::index:

@@ -4,8 +4,6 @@
 
 #include <strings.h>
 
-#include <algorithm>
-#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -119,8 +117,6 @@ void ReadIniText(const char* fileName, const char* section, const char* key, con
     } catch (const std::bad_alloc&) {
         // The fallback stands.
     }
-    const size_t count = std::min(value.size(), bufferSize - 1);
-    std::memcpy(buffer, value.data(), count);
-    buffer[count] = '\0';
+    buffer[value.copy(buffer, bufferSize - 1)] = '\0';
 }
 }  // namespace talv

@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <limits>
+#include <new>
+#include <string>
 
 #include "platform/settings_store.h"
 
@@ -49,9 +51,18 @@ bool SettingsKey::ReadBytes(const char* name, void* buffer, size_t count) const
 
 bool SettingsKey::WriteBytes(const char* name, const void* bytes, size_t count)
 {
-    if (key_ == nullptr || count > std::numeric_limits<DWORD>::max()) return false;
-    return RegSetValueExA(static_cast<HKEY>(key_), name, 0, REG_SZ, static_cast<const BYTE*>(bytes),
-                          static_cast<DWORD>(count)) == ERROR_SUCCESS;
+    if (key_ == nullptr || count >= std::numeric_limits<DWORD>::max()) return false;
+    try {
+        // The call takes the bytes for text: it looks behind the last one and stores a zero that it finds
+        // there too.
+        std::string value(static_cast<const char*>(bytes), count);
+        value.push_back('\xFF');
+        return RegSetValueExA(static_cast<HKEY>(key_), name, 0, REG_SZ,
+                              reinterpret_cast<const BYTE*>(value.data()),
+                              static_cast<DWORD>(count)) == ERROR_SUCCESS;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 bool WriteIniText(const char* fileName, const char* section, const char* key, const char* text)

@@ -1,0 +1,131 @@
+#include "raster/row_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include "raster_fixture.h"
+
+namespace talv {
+namespace {
+constexpr size_t kGuard = 64;
+constexpr size_t kLongest = 67;
+
+/// A kernel with everything but buffers and length bound.
+struct KernelCase
+{
+    const char* name;
+    size_t sourceBytes, targetBytes;  ///< for each unit of length
+    void (*run)(const RowKernels&, const uint8_t* source, uint8_t* target, size_t length, uint32_t parameter);
+    uint32_t parameters;  ///< tried from 0
+};
+
+const KernelCase kKernelCases[] = {
+    {"widen12", 3, 4,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.widen12(s, t, n); }, 1},
+    {"grey8To24", 1, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.grey8To24(s, t, n); }, 1},
+    {"grey8To32", 1, 4,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t p) {
+         k.grey8To32(s, t, n, uint8_t(p * 173));
+     },
+     3},
+    {"color24To32", 3, 4,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t p) {
+         k.color24To32(s, t, n, uint8_t(p * 173));
+     },
+     3},
+    {"color32To24", 4, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.color32To24(s, t, n); },
+     1},
+    {"swapColor24", 3, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.swapColor24(s, t, n); },
+     1},
+    {"narrow16", 2, 1,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t p) {
+         k.narrow16(s, t, n, int32_t(p));
+     },
+     16},
+    {"swapBytes16", 2, 2,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.swapBytes16(s, t, n); },
+     1},
+};
+
+/// A block of exactly `count` bytes at the given misalignment, so that the address sanitizer sees every step
+/// outside.
+class ExactBlock
+{
+  public:
+    ExactBlock(size_t count, size_t misalignment)
+        : bytes_(new uint8_t[count + misalignment]), start_(misalignment)
+    {}
+    ~ExactBlock() { delete[] bytes_; }
+    ExactBlock(const ExactBlock&) = delete;
+    ExactBlock& operator=(const ExactBlock&) = delete;
+    uint8_t* Data() { return bytes_ + start_; }
+
+  private:
+    uint8_t* bytes_;
+    size_t start_;
+};
+
+/// Levels that this processor has.
+std::vector<SimdLevel> Levels()
+{
+    std::vector<SimdLevel> levels = {SimdLevel::plain};
+    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2})
+        if (DetectedSimdLevel() >= level) levels.push_back(level);
+    return levels;
+}
+
+TEST(RowKernels, EveryLevelEqualsThePlainOne)
+{
+    for (SimdLevel level : Levels())
+        for (const KernelCase& kernel : kKernelCases)
+            for (size_t length = 0; length <= kLongest; ++length)
+                for (size_t misalignment : {0, 1, 3, 8})
+                    for (uint32_t parameter = 0; parameter < kernel.parameters; ++parameter) {
+                        const size_t sourceBytes = kernel.sourceBytes * length,
+                                     targetBytes = kernel.targetBytes * length;
+                        const std::vector<uint8_t> bytes = RandomBytes(sourceBytes, uint32_t(length + 1));
+                        ExactBlock source(sourceBytes, misalignment);
+                        std::copy(bytes.begin(), bytes.end(), source.Data());
+                        std::vector<uint8_t> expected(targetBytes + 2 * kGuard + misalignment, 0xEE),
+                            got = expected;
+                        uint8_t* at = expected.data() + kGuard + misalignment;
+                        kernel.run(kPlainRowKernels, source.Data(), at, length, parameter);
+                        at = got.data() + kGuard + misalignment;
+                        kernel.run(SelectRowKernels(level), source.Data(), at, length, parameter);
+                        ASSERT_EQ(got, expected)
+                            << kernel.name << ", level " << int(level) << ", length " << length
+                            << ", misalignment " << misalignment << ", parameter " << parameter;
+                    }
+}
+
+TEST(RowKernels, RangeOfEveryLevelEqualsThePlainOne)
+{
+    for (SimdLevel level : Levels())
+        for (size_t length = 0; length <= kLongest; ++length)
+            for (int32_t shift : {0, 1, 4, 15})
+                for (uint32_t mask : {0x0001u, 0x0FFFu, 0x7FFFu, 0x8000u, 0xFFFFu}) {
+                    const std::vector<uint8_t> bytes = RandomBytes(2 * length, uint32_t(length));
+                    ExactBlock source(2 * length, length % 3);
+                    std::copy(bytes.begin(), bytes.end(), source.Data());
+                    uint16_t low = 0x8123, high = 0x8123, expectedLow = low, expectedHigh = high;
+                    kPlainRowKernels.range16(source.Data(), length, shift, uint16_t(mask), &expectedLow,
+                                             &expectedHigh);
+                    SelectRowKernels(level).range16(source.Data(), length, shift, uint16_t(mask), &low,
+                                                    &high);
+                    ASSERT_EQ(low, expectedLow) << int(level) << ' ' << length << ' ' << shift << ' ' << mask;
+                    ASSERT_EQ(high, expectedHigh)
+                        << int(level) << ' ' << length << ' ' << shift << ' ' << mask;
+                }
+}
+
+TEST(RowKernels, HigherLevelsReplaceKernels)
+{
+    RowKernels kernels = SelectRowKernels(SimdLevel::plain);
+    EXPECT_EQ(std::memcmp(&kernels, &kPlainRowKernels, sizeof kernels), 0);
+    EXPECT_NE(SelectRowKernels(SimdLevel::sse2).range16, kernels.range16);
+    EXPECT_NE(SelectRowKernels(SimdLevel::avx2).range16, SelectRowKernels(SimdLevel::sse2).range16);
+}
+}  // namespace
+}  // namespace talv
