@@ -13,7 +13,7 @@ uint32_t CodecDepth(const PixelLayout& layout) { return static_cast<uint32_t>(la
 DicomStatus DicomFromCodec(int32_t result)
 {
     if (result == kCodecOk) return kDicomOk;
-    return result < 0 ? static_cast<DicomStatus>(result) : kDicomNoFrame;
+    return result < 0 ? static_cast<DicomStatus>(result) : DicomStatus{kDicomNoFrame};
 }
 
 DicomStatus DecodeJpeg(DicomDataSet* dataSet, const FrameLocation& location, const PixelLayout& layout,
