@@ -166,24 +166,4 @@ DicomStatus ReadImageAttributes(const AttributeReader& reader, ImageDescription*
     if (description->samplesPerPixel == 3) description->pixelRepresentation = 0;
     return kDicomOk;
 }
-
-const char* CompressionName(int32_t compression)
-{
-    switch (compression) {
-        case kCompressionNone:
-            return "None";
-        case kCompressionRle:
-            return "Run Length";
-        case kCompressionJpegLossless:
-            return "JPEG Lossless";
-        case kCompressionJpegLossy:
-            return "JPEG Lossy";
-        case kCompressionJ2kLossless:
-            return "JPEG2000 Lossless";
-        case kCompressionJ2k:
-            return "JPEG2000";
-        default:
-            return "Unknown";
-    }
-}
 }  // namespace talv
