@@ -44,8 +44,8 @@ STDMETHODIMP ReaderAutomation::get_InputFileName(BSTR* out)
     return Guarded([&] { return ReturnText(WideText(filter_.source.fileName), out); });
 }
 
-// Kept: a name of exactly 260 characters passes here and is refused by Load with its own message; one would expect
-// one limit. Pinned by Automation.NameLimitsDifferByOne.
+// Kept: a name of exactly 260 characters passes here and is refused by Load with its own message; one would
+// expect one limit. Pinned by Automation.NameLimitsDifferByOne.
 STDMETHODIMP ReaderAutomation::put_InputFileName(BSTR fileName)
 {
     if (fileName == nullptr) return E_POINTER;

@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include <initializer_list>
 #include <new>
 #include <string>
 
@@ -17,6 +18,13 @@ bool DesktopCanShowBox()
            GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof(flags), nullptr) &&
            (flags.dwFlags & WSF_VISIBLE) != 0;
 }
+
+void WriteToStandardError(const char* text, const char* title)
+{
+    const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
+    DWORD written = 0;
+    for (const char* part : {title, ": ", text, "\n"}) WriteFile(error, part, lstrlenA(part), &written, nullptr);
+}
 }  // namespace
 
 void ShowOnDesktop(const char* text, const char* title, uint32_t style)
@@ -26,7 +34,11 @@ void ShowOnDesktop(const char* text, const char* title, uint32_t style)
     } catch (const std::bad_alloc&) {
         OutputDebugStringA(text);
     }
-    if (DesktopCanShowBox()) MessageBoxA(nullptr, text, title, style);
+    // A host that runs unattended sets this variable and reads the text from its standard error.
+    if (GetEnvironmentVariableW(L"TALV_NO_NOTICE", nullptr, 0) != 0)
+        WriteToStandardError(text, title);
+    else if (DesktopCanShowBox())
+        MessageBoxA(nullptr, text, title, style);
 }
 
 WaitCursor::WaitCursor() : previous_(SetCursor(LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_WAIT)))) {}

@@ -1,8 +1,7 @@
 #include "play_options.h"
 
-#include <windows.h>
-
 #include <shellapi.h>
+#include <windows.h>
 
 #include <cstdio>
 
