@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include <initializer_list>
+#include <cstdio>
 #include <new>
 #include <string>
 
@@ -19,11 +19,9 @@ bool DesktopCanShowBox()
            (flags.dwFlags & WSF_VISIBLE) != 0;
 }
 
-void WriteToStandardError(const char* text, const char* title)
+bool BoxesAreUnwanted()
 {
-    const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
-    DWORD written = 0;
-    for (const char* part : {title, ": ", text, "\n"}) WriteFile(error, part, lstrlenA(part), &written, nullptr);
+    return GetEnvironmentVariableW(L"TALV_NO_NOTICE", nullptr, 0) != 0;
 }
 }  // namespace
 
@@ -34,9 +32,8 @@ void ShowOnDesktop(const char* text, const char* title, uint32_t style)
     } catch (const std::bad_alloc&) {
         OutputDebugStringA(text);
     }
-    // A host that runs unattended sets this variable and reads the text from its standard error.
-    if (GetEnvironmentVariableW(L"TALV_NO_NOTICE", nullptr, 0) != 0)
-        WriteToStandardError(text, title);
+    if (BoxesAreUnwanted())
+        std::fprintf(stderr, "%s: %s\n", title, text);
     else if (DesktopCanShowBox())
         MessageBoxA(nullptr, text, title, style);
 }
