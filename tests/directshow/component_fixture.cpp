@@ -1,5 +1,9 @@
 #include "tests/directshow/component_fixture.h"
 
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
 #include <iterator>
 
 namespace talv {
@@ -61,29 +65,31 @@ ComPointer<IPin> OnlyPin(IBaseFilter* filter)
     return pin;
 }
 
-NoticeCapture::NoticeCapture() : previous_(GetStdHandle(STD_ERROR_HANDLE))
+NoticeCapture::NoticeCapture() : previous_(_dup(2))
 {
-    wchar_t directory[MAX_PATH], name[MAX_PATH];
-    GetTempPathW(MAX_PATH, directory);
-    GetTempFileNameW(directory, L"tvn", 0, name);
-    file_ = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
-                        FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-    SetStdHandle(STD_ERROR_HANDLE, file_);
+    char directory[MAX_PATH], name[MAX_PATH];
+    GetTempPathA(MAX_PATH, directory);
+    GetTempFileNameA(directory, "tvn", 0, name);
+    file_ = _open(name, _O_RDWR | _O_CREAT | _O_TRUNC | _O_BINARY | _O_TEMPORARY, _S_IREAD | _S_IWRITE);
+    _dup2(file_, 2);
 }
 
 NoticeCapture::~NoticeCapture()
 {
-    SetStdHandle(STD_ERROR_HANDLE, previous_);
-    CloseHandle(file_);
+    _dup2(previous_, 2);
+    _close(previous_);
+    _close(file_);
 }
 
 std::string NoticeCapture::Text() const
 {
     char text[4096] = {};
-    DWORD read = 0;
-    SetFilePointer(file_, 0, nullptr, FILE_BEGIN);
-    ReadFile(file_, text, sizeof(text) - 1, &read, nullptr);
-    return text;
+    _lseek(file_, 0, SEEK_SET);
+    const int read = _read(file_, text, sizeof(text) - 1);
+    _lseek(file_, 0, SEEK_END);
+    std::string plain(text, static_cast<size_t>(read > 0 ? read : 0));
+    std::erase(plain, '\r');
+    return plain;
 }
 
 DicomBuilder GreyClip(int frames, const char* frameTime)

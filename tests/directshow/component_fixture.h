@@ -46,7 +46,7 @@ class NoticeCapture
     std::string Text() const;
 
   private:
-    HANDLE file_, previous_;
+    int file_, previous_;  // file descriptors
 };
 
 /// An 8-bit grey file of `frames` frames of 4 x 2 pixels; pixel (x, y) of frame n is 16 n + 4 y + x.

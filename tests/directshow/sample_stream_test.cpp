@@ -151,7 +151,7 @@ TEST_F(SampleStream, LoadingAndPlayingManyTimesLeavesNothingBehind)
             ASSERT_EQ(LoadPath(filter.Get(), file.Path()), S_OK);
             TestGraph graph(filter.Get());
             ASSERT_TRUE(SUCCEEDED(graph.Run()));
-            if (round % 2 == 0) ASSERT_TRUE(graph.WaitForEnd());
+            EXPECT_TRUE(round % 2 != 0 || graph.WaitForEnd());
         }
         ASSERT_EQ(Server::Get().canUnloadNow(), S_OK);
         GetProcessHandleCount(GetCurrentProcess(), &handles);
