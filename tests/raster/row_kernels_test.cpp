@@ -18,6 +18,14 @@ struct KernelCase
     uint32_t parameters;  ///< tried from 0
 };
 
+using Entry = uint8_t[4];
+
+const Entry* Entries()
+{
+    static const std::vector<uint8_t> bytes = RandomBytes(256 * sizeof(Entry), 3);
+    return reinterpret_cast<const Entry*>(bytes.data());
+}
+
 const KernelCase kKernelCases[] = {
     {"widen12", 3, 4,
      [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.widen12(s, t, n); }, 1},
@@ -35,6 +43,27 @@ const KernelCase kKernelCases[] = {
      3},
     {"color32To24", 4, 3,
      [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.color32To24(s, t, n); },
+     1},
+    {"lookUp24", 1, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) {
+         k.lookUp24(s, Entries(), t, n);
+     },
+     1},
+    {"lookUp32", 1, 4,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) {
+         k.lookUp32(s, Entries(), t, n);
+     },
+     1},
+    {"luma24", 3, 1,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t p) {
+         k.luma24(s, t, n, p == 1);
+     },
+     2},
+    {"swapColor24 in place", 3, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) {
+         std::copy(s, s + 3 * n, t);
+         k.swapColor24(t, t, n);
+     },
      1},
     {"swapColor24", 3, 3,
      [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.swapColor24(s, t, n); },
