@@ -111,6 +111,7 @@ RowKernels SelectRowKernels(SimdLevel level)
     RowKernels kernels = kPlainRowKernels;
     if (level >= SimdLevel::sse2) SelectSse2RowKernels(&kernels);
     if (level >= SimdLevel::avx2) SelectAvx2RowKernels(&kernels);
+    if (level >= SimdLevel::avx512) SelectAvx512RowKernels(&kernels);
     return kernels;
 }
 

@@ -52,6 +52,7 @@ RowKernels SelectRowKernels(SimdLevel level);
 /// Overwrite the entries they improve; each lives in the file of its level.
 void SelectSse2RowKernels(RowKernels* kernels);
 void SelectAvx2RowKernels(RowKernels* kernels);
+void SelectAvx512RowKernels(RowKernels* kernels);
 
 /// The reference kernels, which the others also call for their last few pixels.
 extern const RowKernels kPlainRowKernels;

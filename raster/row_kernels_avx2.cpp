@@ -123,14 +123,13 @@ void LookUp32(const uint8_t* indices, const uint8_t (*entries)[4], uint8_t* targ
     kPlainRowKernels.lookUp32(indices + i, entries, target + 4 * i, pixels - i);
 }
 
-/// Luma of eight pixels as 32-bit numbers.
-__m256i Luma8(const uint8_t* source, __m256i firstWeights, __m256i thirdWeights)
+/// Luma of eight pixels, four at the start of each half, as 32-bit numbers.
+__m256i Luma8(__m256i bytes, __m256i firstWeights, __m256i thirdWeights)
 {
     const __m256i firstAndGreen =
         _mm256_broadcastsi128_si256(_mm_setr_epi8(0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1));
     const __m256i thirdAndGreen =
         _mm256_broadcastsi128_si256(_mm_setr_epi8(2, -1, 1, -1, 5, -1, 4, -1, 8, -1, 7, -1, 11, -1, 10, -1));
-    const __m256i bytes = LoadHalves(source, 12);
     const __m256i sum =
         _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(bytes, firstAndGreen), firstWeights),
                          _mm256_madd_epi16(_mm256_shuffle_epi8(bytes, thirdAndGreen), thirdWeights));
@@ -145,10 +144,15 @@ void Luma24(const uint8_t* source, uint8_t* levels, size_t pixels, bool redFirst
     const __m256i first = redFirst ? red : blue, third = redFirst ? blue : red;
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     size_t i = 0;
-    for (; i + 34 <= pixels; i += 32) {
+    for (; i + 32 <= pixels; i += 32) {
         const uint8_t* at = source + 3 * i;
-        const __m256i low = _mm256_packus_epi32(Luma8(at, first, third), Luma8(at + 24, first, third));
-        const __m256i high = _mm256_packus_epi32(Luma8(at + 48, first, third), Luma8(at + 72, first, third));
+        const __m256i a = Luma8(LoadHalves(at, 12), first, third);
+        const __m256i b = Luma8(LoadHalves(at + 24, 12), first, third);
+        const __m256i c = Luma8(LoadHalves(at + 48, 12), first, third);
+        // The last eight are loaded from 4 bytes before them: their own last load would end behind the
+        // pixels.
+        const __m256i d = Luma8(_mm256_srli_si256(LoadHalves(at + 68, 12), 4), first, third);
+        const __m256i low = _mm256_packus_epi32(a, b), high = _mm256_packus_epi32(c, d);
         // Fours of pixels in the order 0 2 4 6 1 3 5 7.
         Store256(levels + i, _mm256_permutevar8x32_epi32(_mm256_packus_epi16(low, high), inOrder));
     }

@@ -1,6 +1,6 @@
 // Hot conversions of frame-sized data beside a copy of the larger side, one line per case:
 //     name  pixels  ns/pixel median  ns/pixel spread  speed as a share of memcpy
-// Run it as build/native/bench/convert_bench [pixels]; FLT_SIMD=plain|sse2|avx2 lowers the level.
+// Run it as build/native/bench/convert_bench [pixels]; FLT_SIMD=plain|sse2|avx2|avx512 lowers the level.
 
 #include <algorithm>
 #include <chrono>

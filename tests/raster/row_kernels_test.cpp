@@ -7,7 +7,7 @@
 namespace talv {
 namespace {
 constexpr size_t kGuard = 64;
-constexpr size_t kLongest = 67;
+constexpr size_t kLongest = 140;
 
 /// A kernel with everything but buffers and length bound.
 struct KernelCase
@@ -100,7 +100,7 @@ class ExactBlock
 std::vector<SimdLevel> Levels()
 {
     std::vector<SimdLevel> levels = {SimdLevel::plain};
-    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2})
+    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2, SimdLevel::avx512})
         if (DetectedSimdLevel() >= level) levels.push_back(level);
     return levels;
 }
