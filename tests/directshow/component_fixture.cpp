@@ -150,12 +150,7 @@ void TestGraph::UseClock()
 bool TestGraph::WaitForEnd()
 {
     long code = 0;
-    LONG_PTR first = 0, second = 0;
-    while (events_->GetEvent(&code, &first, &second, 10000) == S_OK) {
-        events_->FreeEventParams(code, first, second);
-        if (code == EC_COMPLETE) return true;
-    }
-    return false;
+    return events_->WaitForCompletion(10000, &code) == S_OK && code == EC_COMPLETE;
 }
 
 void TestGraph::WaitForSamples(size_t count)
