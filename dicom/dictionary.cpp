@@ -25,10 +25,8 @@ const Entry* FindByText(const Entry* table, std::span<const uint16_t> order, con
 
 const ElementEntry* FindElementEntry(uint32_t tag)
 {
-    uint16_t first = TagIndex::kNone;
-    for (uint32_t mask : TagIndex::kMasks)
-        first = std::min(first, kElementIndex.Find(kElementTable, tag & mask, mask));
-    return first != TagIndex::kNone ? &kElementTable[first] : nullptr;
+    const uint16_t row = kElementIndex.Find(kElementTable, tag);
+    return row != TagIndex::kNone ? &kElementTable[row] : nullptr;
 }
 
 const ElementEntry* FindElementEntryByName(const char* name)

@@ -111,7 +111,7 @@ inline constexpr uint16_t kNoIod = 0xFFFF;
 
 /// The first IOD, or the one after `iod`; null after the last and when memory is short. What a call returns
 /// has all its modules and attributes linked: walk them by the links, with NextInPreOrder or with the
-/// functions below. An IOD's nodes are linked when it is first asked for, under a lock of their own, and stay
+/// functions below. An IOD's nodes are linked when it is first asked for, by whichever thread, and stay
 /// until FreeDictionaries.
 const IodNode* GetFirstIod();
 const IodNode* GetNextIod(const IodNode* iod);

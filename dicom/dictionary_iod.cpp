@@ -1,6 +1,4 @@
 #include <atomic>
-#include <mutex>
-#include <new>
 #include <string_view>
 
 #include "dicom/allocator.h"
@@ -17,14 +15,15 @@ namespace {
 constexpr uint32_t kTagMediaStorageSopClass = MakeTag(0x0002, 0x0002);
 constexpr uint32_t kTagSopClass = MakeTag(0x0008, 0x0016);
 
-struct IodTree
+/// The nodes of one IOD, its own first.
+struct IodBlock
 {
-    std::mutex lock;  ///< held while an IOD's nodes are linked and while all are freed
-    std::atomic<const IodNode*> roots[kIodCount] = {};  ///< each IOD's block begins with its own node
-    void (*free[kIodCount])(void* block) = {};
+    void (*free)(void* block);
+    IodNode nodes[1];  ///< as many as there are
 };
 
-constinit IodTree iods;
+/// Blocks are made without a lock: when two threads ask for the same IOD at once, one block is kept.
+constinit std::atomic<IodBlock*> blocks[kIodCount] = {};
 
 /// Links `module` with its attributes under `iod`, taking nodes from `next` on; returns the node after them.
 IodNode* LinkModule(Tree<IodNode>* tree, IodNode* iod, const ModuleUseRow& use, IodNode* next)
@@ -58,30 +57,30 @@ IodNode* LinkModule(Tree<IodNode>* tree, IodNode* iod, const ModuleUseRow& use, 
     return next;
 }
 
-/// Links the nodes of IOD `code` and returns its own; null when there is no memory. The caller holds the
-/// lock.
-IodNode* LinkIod(uint32_t code)
+/// Makes the block of IOD `code`; null when there is no memory.
+IodBlock* LinkIod(uint32_t code)
 {
     const IodRow& row = kIodTable[code];
     size_t count = 1 + row.useCount;
     for (size_t i = 0; i < row.useCount; ++i)
         count += kModuleTable[kModuleUseTable[row.firstUse + i].module - 1].attributeCount;
 
-    IodNode* const nodes = static_cast<IodNode*>(dicomAllocator.allocate(count, sizeof(IodNode)));
-    if (nodes == nullptr) return nullptr;
-    for (size_t i = 0; i < count; ++i) new (&nodes[i]) IodNode;
+    IodBlock* const block =
+        static_cast<IodBlock*>(dicomAllocator.allocate(1, sizeof(IodBlock) + (count - 1) * sizeof(IodNode)));
+    if (block == nullptr) return nullptr;
+    block->free = dicomAllocator.free;
 
     Tree<IodNode> tree;
-    IodNode* const iod = nodes;
+    IodNode* const iod = block->nodes;
     iod->kind = kIodKindIod;
     iod->code = code;
     iod->name = row.name;
     iod->description = row.sopClassUids;
     LinkNode(&tree, iod, static_cast<IodNode*>(nullptr), LinkPosition::lastChild);
-    IodNode* next = nodes + 1;
+    IodNode* next = iod + 1;
     for (size_t i = 0; i < row.useCount; ++i)
         next = LinkModule(&tree, iod, kModuleUseTable[row.firstUse + i], next);
-    return iod;
+    return block;
 }
 
 /// True when `list`, read as texts separated by backslashes, holds `wanted`.
@@ -103,24 +102,21 @@ bool InitDictionaries()
 
 void FreeDictionaries()
 {
-    const std::lock_guard guard(iods.lock);
-    for (size_t code = 0; code < kIodCount; ++code)
-        if (const IodNode* const root = iods.roots[code].exchange(nullptr))
-            iods.free[code](const_cast<IodNode*>(root));
+    for (std::atomic<IodBlock*>& place : blocks)
+        if (IodBlock* const block = place.exchange(nullptr)) block->free(block);
 }
 
 const IodNode* GetIod(uint32_t code)
 {
     if (code >= kIodCount) return nullptr;
-    if (const IodNode* const root = iods.roots[code].load(std::memory_order_acquire)) return root;
+    IodBlock* known = blocks[code].load(std::memory_order_acquire);
+    if (known != nullptr) return known->nodes;
 
-    const std::lock_guard guard(iods.lock);
-    if (const IodNode* const root = iods.roots[code].load(std::memory_order_relaxed)) return root;
-    const IodNode* const root = LinkIod(code);
-    if (root == nullptr) return nullptr;
-    iods.free[code] = dicomAllocator.free;
-    iods.roots[code].store(root, std::memory_order_release);
-    return root;
+    IodBlock* const made = LinkIod(code);
+    if (made == nullptr) return nullptr;
+    if (blocks[code].compare_exchange_strong(known, made, std::memory_order_acq_rel)) return made->nodes;
+    made->free(made);
+    return known->nodes;
 }
 
 const IodNode* GetFirstIod()

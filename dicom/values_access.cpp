@@ -194,8 +194,7 @@ DicomDateTime* DicomDataSet::GetDateTimes(DicomElement* element, uint32_t first,
 
 bool DicomDataSet::GetIntegerString64(DicomElement* element, uint32_t index, int64_t* value)
 {
-    if (element == nullptr || element->vr != kVrIS || GetValueCount(element) <= 0) return false;
-    if (!HasValue(element, index)) return false;
+    if (GetValueCount(element) <= 0 || element->vr != kVrIS || !HasValue(element, index)) return false;
     *value = WideIntegers(element)[index];
     return true;
 }

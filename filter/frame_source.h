@@ -46,27 +46,42 @@ class MemoryStreamReader
 
 /// Loads one DICOM file and turns its frames into bottom-up rows. Knows no threads and no media framework;
 /// the output pin drives it. `timeline` is the pin's and outlives the source.
+///
+/// The application's thread calls Load and SetDicomDS, and only while the pin is not connected, so no worker
+/// exists then; they take no lock. While a worker exists it alone calls RecomputeFrameTime (holding the pin's
+/// seeking lock, since the timeline is written) and ReadFrameIntoSample (with or without it: of the timeline
+/// only frameCount is read, which changes in Load and SetDicomDS alone). The other fields change in Load and
+/// SetDicomDS only, but for the two counters at the end, which are the worker's.
 class FrameSource
 {
   public:
+    /// Throws std::bad_alloc; so the maker of the component object must catch.
     explicit FrameSource(FrameTimeline* timeline);
     ~FrameSource();
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
-    /// Loads the file `name` (UTF-16; null is refused silently). Every refusal tells the user through
-    /// ShowNotice and answers kLoadRefused. `pinConnected` refuses silently. Nothing is rolled back on a late
-    /// refusal.
+    /// Application's thread. Loads the file `name` (UTF-16; null is refused silently). Every refusal tells
+    /// the user through ShowNotice and answers kLoadRefused. `pinConnected` refuses silently. Nothing is
+    /// rolled back on a late refusal.
     int32_t Load(const char16_t* name, bool pinConnected);
-    /// Uses `dataSet`, as it is or as a copy; null goes back to an empty data set of the source's own.
+    /// Application's thread. Uses `dataSet`, as it is or as a copy; null goes back to an empty data set of
+    /// the source's own. A data set used as it is must live until it is replaced or the source ends. The
+    /// pointer arrives from automation and only its magic word is checked: callers in the same process are
+    /// trusted to pass a readable address. Afterwards frames are undecodable: no Pixel Data element is kept
+    /// (see ChoosePixelData).
     int32_t SetDicomDS(DicomDataSet* dataSet, bool copy, bool streamBusy);
-    /// Searches the current data set's frame time and applies it to the timeline.
+    /// Searches the current data set's frame time and applies it to the timeline. Worker thread, under the
+    /// seeking lock; before there is one, the application's.
     void RecomputeFrameTime();
-    /// Fills `sample` with frame `frameIndex`. Negative: the sample's buffer cannot be had;
-    /// kFrameUndecodable: the frame cannot be decoded or does not fit, and the sample holds the last good
-    /// frame (black before the first); else the result of setting the sample's length. Every byte of the
-    /// announced length is written in each case.
+    /// Worker thread. Fills `sample` with frame `frameIndex`. Negative: the sample's buffer cannot be had;
+    /// kFrameUndecodable: the frame cannot be decoded, is not there, or does not fit, and the sample holds
+    /// the last good frame (black before the first), cut to what it has room for; else the result of setting
+    /// the sample's length. Every byte of the announced length is written in each case.
     int32_t ReadFrameIntoSample(SampleBuffer* sample, int64_t frameIndex);
+    /// Frees the last good frame, which is kept from one ReadFrameIntoSample to the next. For the end of a
+    /// worker.
+    void ForgetLastFrame();
     /// Bytes of one bottom-up frame: height * stride; 0 when no image is loaded.
     int64_t SampleSize() const;
 
@@ -95,9 +110,35 @@ class FrameSource
 
   private:
     struct State;
+
+    bool OwnsDataSet() const { return !dataSetBound || dataSetCopied; }
+    int32_t Refuse(const char* message, uint32_t status);
+    int32_t LoadNamed(const char16_t* name, size_t length);
+    int32_t LoadDataSetFile(const char16_t* name, size_t length);
+    int32_t LoadMpeg2Stream();
+    void FreeMpeg2Stream();
+    int32_t LoadImageSeries();
+    int32_t BindDataSet(DicomDataSet* given, bool copy);
+    int32_t DropDataSet();
+    DicomStatus TakeImage(DicomDataSet* from, DicomElement* pixelData, uint32_t* flags);
+    void TakeWindow(DicomDataSet* from, uint32_t* flags);
+    void TakeFrameCount();
+    bool DecodeFrame(int64_t frameIndex, uint8_t* buffer);
+    int64_t FillWithLastFrame(uint8_t* buffer, int64_t capacity);
+
     std::unique_ptr<State> state_;
 };
 
+/// The Pixel Data element a data set is shown by, and where the walk over all of them stopped.
+struct PixelDataChoice
+{
+    DicomElement* first = nullptr;
+    DicomElement* stoppedAt = nullptr;  ///< null when the walk ran off the end
+};
+/// Finds Pixel Data at the top level, then, with `wholeTree`, anywhere; counts it and its followers in
+/// `source->pixelDataCounter` until that equals `source->pixelDataTarget`. The target is 0 and the counter
+/// only grows, so the walk counts them all and stops nowhere.
+PixelDataChoice ChoosePixelData(FrameSource* source, DicomDataSet* dataSet, bool wholeTree);
 /// 0 to 8, as compression kinds; unknown and absent syntaxes are 0.
 int32_t GetTransferSyntaxClass(DicomDataSet* dataSet);
 /// Searches the frame time in milliseconds; false when the file has none.

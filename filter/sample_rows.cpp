@@ -1,0 +1,137 @@
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "filter/frame_source.h"
+#include "filter/frame_source_state.h"
+#include "image/get_image.h"
+#include "raster/palette.h"
+
+// From one frame number to the bytes of a sample. The rows go from the bitmap straight into the sample, last
+// row first.
+namespace talv {
+namespace {
+constexpr int32_t kNoPointer = static_cast<int32_t>(0x80004003);  // the framework's code for a null pointer
+
+/// The two words GetImage is passed for an output depth; it does not use them. False for depths that are not
+/// decoded.
+bool ReservedWords(uint32_t bitsPerPixel, int32_t* reserved1, int32_t* reserved2)
+{
+    switch (bitsPerPixel) {
+        case 1:
+        case 4:
+        case 8:
+            *reserved1 = 8;
+            *reserved2 = 3;
+            return true;
+        case 12:
+        case 16:
+            *reserved1 = 0;
+            *reserved2 = 2;
+            return true;
+        case 24:
+            *reserved1 = 0;
+            *reserved2 = 1;
+            return true;
+        default:
+            return false;
+    }
+}
+
+/// Copies up to `capacity` bytes of the bitmap's rows, last row first, to `buffer`, with zeros for the bytes
+/// between the end of the pixels and the end of the row. Returns the bytes written; false in `complete` when
+/// a row was missing (it is zeros then).
+int64_t CopyRowsBottomUp(ImageBitmap* bitmap, uint8_t* buffer, int64_t capacity, bool* complete)
+{
+    const int64_t stride = bitmap->bytesPerLine;
+    const int64_t pixelBytes = (int64_t{bitmap->width} * bitmap->bitsPerPixel + 7) / 8;
+    int64_t written = 0;
+    *complete = LockBitmap(bitmap) >= 0;
+    for (int32_t row = bitmap->height - 1; row >= 0 && written < capacity; --row) {
+        uint8_t* target = buffer + written;
+        const int64_t count = std::min(stride, capacity - written);
+        const bool read =
+            *complete && GetBitmapRow(bitmap, target, row, static_cast<uint32_t>(count)) == count;
+        const int64_t kept = read ? std::min(pixelBytes, count) : 0;
+        std::memset(target + kept, 0, static_cast<size_t>(count - kept));
+        *complete = *complete && read;
+        written += count;
+    }
+    UnlockBitmap(bitmap);
+    return written;
+}
+}  // namespace
+
+int32_t FrameSource::ReadFrameIntoSample(SampleBuffer* sample, int64_t frameIndex)
+{
+    uint8_t* buffer = nullptr;
+    if (sample == nullptr) return kNoPointer;
+    if (const int32_t result = sample->GetPointer(&buffer); result < 0) return result;
+    if (buffer == nullptr) return kNoPointer;
+
+    const int64_t size = SampleSize();
+    const int64_t capacity = std::clamp<int64_t>(sample->GetSize(), 0, size);
+    if (capacity == size && DecodeFrame(frameIndex, buffer)) return sample->SetActualDataLength(size);
+
+    if (undecodableFrames < INT32_MAX) ++undecodableFrames;
+    sample->SetActualDataLength(FillWithLastFrame(buffer, capacity));
+    return kFrameUndecodable;
+}
+
+/// Decodes one frame and copies it to `buffer`, which holds SampleSize() bytes. False, with any bytes in
+/// `buffer`, when there is no such frame, it cannot be decoded, or it is not of the loaded image's kind.
+bool FrameSource::DecodeFrame(int64_t frameIndex, uint8_t* buffer)
+{
+    int32_t reserved1, reserved2;
+    const bool inRange = frameIndex >= 0 && frameIndex < std::max<int64_t>(timeline->frameCount, 1);
+    if (!inRange || pixelDataElement == nullptr || !ReservedWords(bitsPerPixel, &reserved1, &reserved2)) {
+        lastRefusal = kDicomNoFrame;
+        return false;
+    }
+    const int target = state_->lastGood == 0 ? 1 : 0;
+    ImageBitmap& bitmap = state_->bitmaps[target];
+    bitmap = {};
+    const DicomStatus status =
+        GetImage(dataSet, pixelDataElement, &bitmap, kBitmapStructSize, static_cast<uint32_t>(frameIndex),
+                 reserved1, reserved2, kPlayerImageOptions, nullptr, nullptr);
+    if (status != kDicomOk) {
+        lastRefusal = status;
+        return false;
+    }
+    const int64_t stride = static_cast<int64_t>(BytesPerLine(static_cast<uint64_t>(width), bitsPerPixel));
+    bool good = bitmap.width == width && bitmap.height == height && bitmap.bytesPerLine == stride &&
+                static_cast<uint32_t>(bitmap.bitsPerPixel) == bitsPerPixel;
+    if (good) CopyRowsBottomUp(&bitmap, buffer, stride * height, &good);
+    if (!good) {
+        lastRefusal = kDicomNoFrame;
+        FreeBitmap(&bitmap);
+        return false;
+    }
+    if (state_->lastGood >= 0) FreeBitmap(&state_->bitmaps[state_->lastGood]);
+    state_->lastGood = target;
+    return true;
+}
+
+/// Writes up to `capacity` bytes of the last good frame, or of black before the first. Returns the bytes
+/// written.
+int64_t FrameSource::FillWithLastFrame(uint8_t* buffer, int64_t capacity)
+{
+    if (state_->lastGood >= 0) {
+        bool complete;
+        return CopyRowsBottomUp(&state_->bitmaps[state_->lastGood], buffer, capacity, &complete);
+    }
+    std::memset(buffer, 0, static_cast<size_t>(capacity));
+    const int black = bitsPerPixel == 8 ? FindNearestColor(palette8, 256, 0, 0, 0) : 0;
+    if (black == 0) return capacity;
+    const int64_t stride = SampleSize() / height;  // an inverted palette has its black at 255
+    for (int64_t row = 0; row < capacity; row += stride)
+        std::memset(buffer + row, black, static_cast<size_t>(std::min<int64_t>(width, capacity - row)));
+    return capacity;
+}
+
+void FrameSource::ForgetLastFrame()
+{
+    if (state_->lastGood >= 0) FreeBitmap(&state_->bitmaps[state_->lastGood]);
+    state_->lastGood = -1;
+}
+}  // namespace talv
