@@ -121,7 +121,9 @@ class DicomDataSet
     void NoteChange() { attachment.reset(); }
 
     // --- values --------------------------------------------------------------------------------------------------
-    /// Number of values, loading them when needed; 0 for null, for a container and when loading fails.
+    /// Number of values, loading them when needed; 0 for null, for a container and when loading fails (no memory, or
+    /// a stream that does not hold the whole value: nothing is kept then). Text is split at backslashes, each value
+    /// trimmed of blanks; a number, date or time that is padding only has no values.
     int32_t GetValueCount(DicomElement* element);
     /// Frees the converted values; the next access loads them again.
     void ReleaseValues(DicomElement* element);
@@ -155,10 +157,12 @@ class DicomDataSet
     /// keeping them. Returns the bytes read: fewer at the value's end or when the stream is short.
     size_t ReadValueBytes(const DicomElement* element, uint64_t offset, void* buffer, size_t count);
 
-    /// Stores `count` native values of the element's class, or, with `count` 0, the text or bytes at `values` of
-    /// `raw` bytes as they are. False when nothing was changed.
+    /// Stores `count` native values of the element's class (strings: an array of pointers), or, with `count` 0, the text
+    /// or bytes at `values` of `raw` bytes as they are. The values go into the data set's own stream, in the byte order
+    /// of the data set. False when nothing was changed.
     bool SetValues(DicomElement* element, const void* values, uint32_t count, uint32_t raw);
-    /// Stores raw bytes as the value and sets the length (odd lengths are padded as the VR asks).
+    /// Stores raw bytes, as ReadValueBytes would return them, as the value and sets the length (odd lengths are padded
+    /// as the VR asks).
     bool SetRawValue(DicomElement* element, const void* bytes, uint32_t length);
     /// Display text of all values joined with backslashes. Returns the bytes it needs (0: no values); with a null
     /// `buffer` only that.

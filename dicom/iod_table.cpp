@@ -1,9 +1,9 @@
-// Written by tools/dictionary/generate_tables.py from iods.tsv, iod_modules.tsv, modules.tsv and module_attributes.tsv; change those and run it again.
+// Written by tools/dictionary/generate_tables.py; change the facts and run it again. Facts:
+// iods.tsv, iod_modules.tsv, modules.tsv and module_attributes.tsv
 
 #include "dicom/dictionary_tables.h"
 
-namespace talv
-{
+namespace talv {
 // clang-format off
 const IodRow kIodTable[] =
 {

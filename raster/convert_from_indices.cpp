@@ -18,6 +18,17 @@ void ConvertToIndices(const Conversion& conversion, PixelWriter* writer)
     });
 }
 
+/// Every index is its own grey level, as in a picture without a window.
+bool IsGreyRamp(const PixelFormat& format)
+{
+    if (format.bits != 8) return false;
+    for (uint32_t i = 0; i < 256; ++i) {
+        const PaletteEntry& entry = format.palette[i];
+        if (entry.red != i || entry.green != i || entry.blue != i) return false;
+    }
+    return true;
+}
+
 /// Colours of 24 and 32 bits: the palette in the byte order of the output, then one four-byte store for each
 /// pixel. A 24-bit store runs one byte into the next pixel, which comes after it; the last pixel of a chunk
 /// is cut to its bytes.
@@ -51,7 +62,12 @@ void ConvertFromIndices(const Conversion& conversion)
 {
     PixelWriter writer(conversion);
     if (conversion.out.kind == PixelKind::index) return ConvertToIndices(conversion, &writer);
-    if (conversion.out.kind == PixelKind::color8) return ConvertToColors(conversion);
+    if (conversion.out.kind == PixelKind::color8) {
+        if (!IsGreyRamp(conversion.in)) return ConvertToColors(conversion);
+        Conversion grey = conversion;
+        grey.in.kind = PixelKind::level;
+        return ConvertFromLevels(grey);
+    }
     ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
         uint8_t values[kChunkPixels];
         PaletteEntry colors[kChunkPixels];

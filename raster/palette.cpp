@@ -188,6 +188,7 @@ int32_t FindNearestColor(const PaletteEntry* palette, uint32_t count, int32_t re
 int32_t MapPalette(const PaletteEntry* paletteIn, uint32_t countIn, const PaletteEntry* paletteOut,
                    uint32_t countOut, uint8_t* map)
 {
+    if (paletteIn == nullptr || paletteOut == nullptr || map == nullptr || countOut == 0) return 0;
     const bool identical =
         countOut >= countIn && std::memcmp(paletteIn, paletteOut, countIn * sizeof *paletteIn) == 0;
     bool identity = true;

@@ -22,7 +22,9 @@ const PaletteEntry* DefaultPalette(uint32_t count);
 /// Index of the entry nearest to the colour by squared distance; -1 for an empty palette.
 int32_t FindNearestColor(const PaletteEntry* palette, uint32_t count, int32_t red, int32_t green,
                          int32_t blue);
-/// Fills `map[0 .. countIn)`; returns 1 when every entry maps to itself, else 0.
+/// Fills `map[0 .. countIn)`, counts up to 256, with the nearest entries of `paletteOut`, or with the
+/// identity when its first `countIn` entries are those of `paletteIn`. Returns 1 when every entry maps to
+/// itself, else 0; null pointers and an empty output palette leave the map alone.
 int32_t MapPalette(const PaletteEntry* paletteIn, uint32_t countIn, const PaletteEntry* paletteOut,
                    uint32_t countOut, uint8_t* map);
 }  // namespace talv

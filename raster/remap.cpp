@@ -119,12 +119,12 @@ SampleForm FormFor(const Results& results, int32_t depth)
 void StoreGreyRow(const ImageBitmap& bitmap, const std::vector<uint16_t>& samples, uint8_t* row)
 {
     const auto width = static_cast<size_t>(bitmap.width);
+    if (bitmap.bitsPerPixel == 16) {
+        std::memcpy(row, samples.data(), 2 * width);
+        return;
+    }
     for (size_t x = 0; x < width; ++x) {
         const uint32_t sample = samples[x];
-        if (bitmap.bitsPerPixel == 16) {
-            StoreWord(row + 2 * x, sample);
-            continue;
-        }
         uint8_t* pair = row + x / 2 * 3;
         if (x % 2 == 0) {
             pair[0] = static_cast<uint8_t>(sample);
@@ -136,10 +136,9 @@ void StoreGreyRow(const ImageBitmap& bitmap, const std::vector<uint16_t>& sample
     }
 }
 
-int32_t RewritePixels(ImageBitmap* bitmap, const Results& results)
+int32_t RewritePixels(ImageBitmap* bitmap, const Results& results, const SampleForm& form)
 {
     const BitWindow window = SignificantBits(*bitmap);
-    const SampleForm form = FormFor(results, bitmap->bitsPerPixel);
     std::vector<uint16_t> table(results.size());
     std::transform(results.begin(), results.end(), table.begin(),
                    [&](double result) { return form.Store(result); });
@@ -151,11 +150,10 @@ int32_t RewritePixels(ImageBitmap* bitmap, const Results& results)
     for (int32_t y = 0; y < bitmap->height; ++y) {
         if (int32_t got = GetBitmapRow(bitmap, row.data(), y, bitmap->bytesPerLine); got < 0) return got;
         const uint8_t* source = WordsOfGreyRow(*bitmap, row.data(), words.data());
-        for (size_t x = 0; x < width; ++x) {
+        for (size_t x = 0; x < width; ++x)
             samples[x] = table[uint32_t{LoadWord(source + 2 * x)} >> window.shift & window.mask];
-            smallest = std::min(smallest, samples[x]);
-            largest = std::max(largest, samples[x]);
-        }
+        BestRowKernels().range16(reinterpret_cast<const uint8_t*>(samples.data()), width, 0, UINT16_MAX,
+                                 &smallest, &largest);
         StoreGreyRow(*bitmap, samples, row.data());
         if (int32_t put = PutBitmapRow(bitmap, row.data(), y, bitmap->bytesPerLine); put < 0) return put;
     }
@@ -184,7 +182,8 @@ int32_t RemapResults(ImageBitmap* bitmap, int32_t mode, Change change)
     try {
         Results results = CurrentResults(*bitmap);
         std::transform(results.begin(), results.end(), results.begin(), change);
-        if (mode == kRemapPixels) return RewritePixels(bitmap, results);
+        if (mode == kRemapPixels)
+            return RewritePixels(bitmap, results, FormFor(results, bitmap->bitsPerPixel));
         return InstallLut(bitmap, results, WholeRange(results, false));
     } catch (const std::bad_alloc&) {
         return kRasterNoMemory;
@@ -223,10 +222,11 @@ int32_t RemapWindow(ImageBitmap* bitmap, double center, double width, bool inver
         Results results = CurrentResults(*bitmap);
         const Ramp ramp = Window(results, center, width, invert);
         if (mode == kRemapLut) return InstallLut(bitmap, results, ramp);
-        const double white = static_cast<double>(results.size() - 1);
+        const auto white = static_cast<int32_t>(results.size() - 1);
         std::transform(results.begin(), results.end(), results.begin(),
                        [&](double result) { return ramp.At(result) * white; });
-        return RewritePixels(bitmap, results);
+        // The bits stay as many as they were, for a window may leave the brightest values out.
+        return RewritePixels(bitmap, results, {false, SignificantBits(*bitmap).count, 0, white});
     } catch (const std::bad_alloc&) {
         return kRasterNoMemory;
     }

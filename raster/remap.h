@@ -41,7 +41,8 @@ int32_t RemapTable(ImageBitmap* bitmap, const uint16_t* table, uint32_t count, i
                    uint32_t bitsPerEntry, int32_t mode);
 
 /// The linear window function (PS3.3 C.11.2.1.2.1) onto the whole grey range, black for the largest values
-/// when `invert`. A width below 1 means the evenly spread range. In mode 10 the remembered results stay as
-/// they were before the window, so that another window replaces this one.
+/// when `invert`: in mode 2 unsigned samples of as many significant bits as before. A width below 1 means the
+/// evenly spread range. In mode 10 the remembered results stay as they were before the window, so that
+/// another window replaces this one.
 int32_t RemapWindow(ImageBitmap* bitmap, double center, double width, bool invert, int32_t mode);
 }  // namespace talv

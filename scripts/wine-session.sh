@@ -1,3 +1,4 @@
+#!/bin/bash
 # Sourced by scripts/wine-run, ./check and ./play. One Wine session of the project's own: a prefix under build/wine, a
 # virtual display and a wineserver that stays until wine_session_stop. Nothing outside build/ is touched.
 #
@@ -76,6 +77,11 @@ wine_prepare_prefix() {
     wine_stamp >"$WINEPREFIX/talv.stamp"
 }
 
+# The first program of a session starts Wine's services. Better this one than a test with a clock running.
+wine_start_services() {
+    timeout 60 wine cmd /c exit </dev/null >/dev/null 2>&1 9>&-
+}
+
 # Starts what is not running. Safe from any number of processes at once: the first one does the work.
 wine_session_start() {
     mkdir -p "$wine_state"
@@ -88,7 +94,7 @@ wine_session_start() {
             rm -rf "$wine_state/prefix"
         fi
         mkdir -p "$WINEPREFIX"
-        wine_start_display && wine_start_server && wine_prepare_prefix || {
+        wine_start_display && wine_start_server && wine_prepare_prefix && wine_start_services || {
             wine_stop_locked
             exec 9>&-
             return 1

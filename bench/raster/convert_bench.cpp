@@ -12,6 +12,7 @@
 
 #include "raster/convert.h"
 #include "raster/palette.h"
+#include "raster/remap.h"
 #include "raster/row_kernels.h"
 #include "raster/statistics.h"
 
@@ -71,7 +72,7 @@ void Print(const char* name, size_t pixels, const Timing& timing, const Timing& 
 
 int main(int argc, char** argv)
 {
-    const size_t pixels = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 1024 * 1024;
+    const size_t pixels = std::max(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 0ul, 1024ul * 1024);
     std::vector<uint8_t> source(pixels * 8), buffer(pixels * 8), copyTarget(pixels * 8);
     std::mt19937 random(1);
     for (uint8_t& byte : source) byte = static_cast<uint8_t>(random());
@@ -98,5 +99,35 @@ int main(int argc, char** argv)
     Print("byte order of 16-bit words", pixels,
           Measure([] {}, [&] { BestRowKernels().swapBytes16(source.data(), copyTarget.data(), pixels); }),
           copy);
+
+    // Grey frames of 16 bits, as an image with a modality transform passes them.
+    ImageBitmap bitmap;
+    const int32_t side = 1024;
+    if (CreateBitmap(&bitmap, kBitmapStructSize, kMemory, side, side, 16, kOrderGrey, nullptr, 1, nullptr,
+                     0) < 0)
+        return 1;
+    const auto refill = [&] {
+        for (int32_t row = 0; row < side; ++row)
+            PutBitmapRow(&bitmap, source.data() + size_t{2} * side * static_cast<size_t>(row % 8), row,
+                         2 * side);
+        bitmap.flags &= ~uint32_t{kBitmapSigned};
+        bitmap.highBit = 15;
+    };
+    int32_t smallest = 0, largest = 0;
+    const size_t frame = size_t{side} * side;
+    const Timing frameCopy =
+        Measure([] {}, [&] { std::memcpy(copyTarget.data(), source.data(), 2 * frame); });
+    Print("statistics of a frame", frame,
+          Measure(refill, [&] { GetBitmapStatistics(&bitmap, &smallest, &largest); }), frameCopy);
+    Print("rescale of a frame", frame,
+          Measure(refill, [&] { RemapLinear(&bitmap, 0.5, -1024, kRemapPixels); }), frameCopy);
+    Print("rescale and window to a lut", frame,
+          Measure(refill,
+                  [&] {
+                      RemapLinear(&bitmap, 1.5, -1024, kRemapLut);
+                      RemapWindow(&bitmap, 40, 400, false, kRemapLut);
+                  }),
+          frameCopy);
+    FreeBitmap(&bitmap);
     return low <= high ? 0 : 1;
 }

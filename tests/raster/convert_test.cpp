@@ -294,6 +294,32 @@ TEST(ConvertBuffer, RefusalsLeaveTheBufferAlone)
     }
 }
 
+TEST(ConvertBuffer, RandomArgumentsStayWithinTheBufferOrChangeNothing)
+{
+    std::mt19937 random(2026);
+    const int32_t depths[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64, 9, -8};
+    const int32_t edges[] = {INT32_MIN, -1, 0, 1, 7, 8, 11, 12, 15, 16, 31, 32, 63, INT32_MAX};
+    int32_t accepted = 0;
+    for (int32_t i = 0; i < 20000; ++i) {
+        const auto pick = [&](const auto& list) { return list[random() % std::size(list)]; };
+        const int32_t bitsIn = pick(depths), bitsOut = pick(depths), low = pick(edges), high = pick(edges);
+        const uint32_t orderIn = random() % 7, orderOut = random() % 7, flags = random() % 64;
+        const uint32_t count = 1 + random() % 70;
+        // Exactly as long as the call may need, so that the address sanitizer sees any step beyond.
+        const auto larger = static_cast<size_t>(std::max({bitsIn, bitsOut, 1}));
+        std::vector<uint8_t> buffer = RandomBytes(Bytes(count, static_cast<int32_t>(larger)), uint32_t(i));
+        const std::vector<uint8_t> before = buffer;
+        const int32_t status = ConvertBuffer(buffer.data(), count, bitsIn, bitsOut, orderIn, orderOut,
+                                             nullptr, nullptr, flags, low, high, uint32_t(random()));
+        ASSERT_TRUE(status == kRasterOk || status == kRasterInvalid);
+        if (status == kRasterInvalid) {
+            ASSERT_EQ(buffer, before);
+        }
+        accepted += status == kRasterOk ? 1 : 0;
+    }
+    EXPECT_GT(accepted, 500) << "too few calls that do anything";
+}
+
 TEST(ConvertBuffer, SecondSpaceIsReachedByTheMatrix)
 {
     uint8_t white[3] = {255, 255, 255};
@@ -336,6 +362,26 @@ TEST(ConvertBuffer, DefaultPalettesStandInForMissingOnes)
         ASSERT_EQ(ConvertBufferSimple(without.data(), 64, 24, bits, 1, 0, nullptr, nullptr), kRasterOk);
         EXPECT_EQ(with, without);
     }
+}
+
+TEST(ConvertBuffer, GreyPaletteEqualsGreyLevels)
+{
+    PaletteEntry ramp[256];
+    for (uint32_t i = 0; i < 256; ++i) ramp[i] = {uint8_t(i), uint8_t(i), uint8_t(i), 0};
+    for (int32_t bits : {24, 32, 48, 64})
+        for (uint32_t order : {0u, 1u}) {
+            std::vector<uint8_t> index = RandomBytes(1030 * 8, 4), level = index, tinted = index;
+            ASSERT_EQ(ConvertBufferSimple(index.data(), 1030, 8, bits, 0, order, ramp, nullptr), kRasterOk);
+            ASSERT_EQ(ConvertBufferSimple(level.data(), 1030, 8, bits, 2, order, nullptr, nullptr),
+                      kRasterOk);
+            EXPECT_EQ(index, level) << bits << ' ' << order;
+            PaletteEntry nearly[256];
+            std::copy(ramp, ramp + 256, nearly);
+            nearly[255].blue = 0;
+            ASSERT_EQ(ConvertBufferSimple(tinted.data(), 1030, 8, bits, 0, order, nearly, nullptr),
+                      kRasterOk);
+            EXPECT_NE(tinted, level) << bits << ' ' << order;
+        }
 }
 
 TEST(GetBitWindow, TakesTheUppermostBitsThatFit)

@@ -174,6 +174,26 @@ TEST(RemapLut, RescaleAndWindowComposeWithoutLoss)
     EXPECT_EQ(bitmap->lutLength, 0u);
 }
 
+TEST(RemapWindow, RewritesIntoAllSignificantBits)
+{
+    for (const RangeCase& range : kRanges)
+        for (double center : {-20.0, 10.5, 3000.0})
+            for (bool invert : {false, true}) {
+                TestBitmap bitmap(31, 5, range.depth);
+                Prepare(range, bitmap);
+                const std::vector<int32_t> before = Values(bitmap);
+                ASSERT_EQ(RemapWindow(bitmap, center, 101, invert, kRemapPixels), kRasterOk);
+                EXPECT_EQ(bitmap->flags & kBitmapSigned, 0u);
+                EXPECT_EQ(bitmap->highBit, range.high - range.low) << "also when the window reaches no white";
+                const std::vector<int32_t> after = Values(bitmap);
+                const double white = std::ldexp(1.0, range.high - range.low + 1) - 1;
+                for (size_t i = 0; i < before.size(); ++i) {
+                    const double share = std::clamp((before[i] - (center - 0.5)) / 100 + 0.5, 0.0, 1.0);
+                    ASSERT_NEAR(after[i], (invert ? 1 - share : share) * white, 0.5 + 1e-6) << before[i];
+                }
+            }
+}
+
 TEST(RemapTable, ClampsToTheTable)
 {
     const std::vector<uint16_t> table = {0x8FFF, 10, 20, 0x9007};

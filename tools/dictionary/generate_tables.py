@@ -42,12 +42,12 @@ def number_list(values, per_line=16):
 
 def table_file(facts, body):
     head = [
-        f"// Written by tools/dictionary/generate_tables.py from {facts}; change those and run it again.",
+        "// Written by tools/dictionary/generate_tables.py; change the facts and run it again. Facts:",
+        f"// {facts}",
         "",
         '#include "dicom/dictionary_tables.h"',
         "",
-        "namespace talv",
-        "{",
+        "namespace talv {",
         "// clang-format off",
     ]
     return "\n".join(head + body + ["// clang-format on", "}  // namespace talv", ""])

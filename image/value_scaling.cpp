@@ -1,0 +1,89 @@
+#include "image/value_scaling.h"
+
+#include <algorithm>
+
+namespace talv
+{
+namespace
+{
+/// Samples looked at between two checks for the early end.
+constexpr size_t kMeasureBlock = 1 << 14;
+
+ValueRange MeasureRange(const PixelLayout& layout, const uint8_t* frame)
+{
+    const size_t samples = size_t{layout.columns} * layout.rows * layout.samplesPerPixel;
+    const uint32_t width = layout.bytesPerSample;
+    const ImageKernels& kernels = BestImageKernels();
+    const bool plainBytes = width == 1 && layout.signOffset == 0 && layout.sampleShift == 0 && layout.bitsStored == 8;
+    const WordValue word = {static_cast<uint16_t>(layout.signOffset), static_cast<uint16_t>(layout.sampleMask),
+                            static_cast<uint8_t>(layout.sampleShift)};
+    ValueRange range;
+    for (size_t done = 0; done < samples; done += kMeasureBlock)
+    {
+        const size_t count = std::min(kMeasureBlock, samples - done);
+        const uint8_t* block = frame + done * width;
+        if (plainBytes) kernels.rangeOfBytes(block, count, &range);
+        else if (width == 2) kernels.rangeOfWords(block, count, word, &range);
+        else
+            for (size_t i = 0; i < count; ++i)
+            {
+                const uint32_t value = layout.ValueOf(LoadSample(block + i * width, width));
+                range.smallest = std::min(range.smallest, value);
+                range.largest = std::max(range.largest, value);
+            }
+        if (range.smallest == 0 && range.largest == layout.sampleMask) break;
+    }
+    return range;
+}
+
+uint32_t ClampToMask(int32_t value, const PixelLayout& layout)
+{
+    const int64_t moved = int64_t{value} + layout.signOffset;
+    return static_cast<uint32_t>(std::clamp<int64_t>(moved, 0, layout.sampleMask));
+}
+}  // namespace
+
+ValueRange FindValueRange(const ImageDescription& description, const PixelLayout& layout, bool alwaysMeasure,
+                          const uint8_t* frame)
+{
+    bool smallestKnown = description.hasSmallest, largestKnown = description.hasLargest;
+    if (alwaysMeasure ||
+        (smallestKnown && largestKnown && description.smallestValue == description.largestValue))
+        smallestKnown = largestKnown = false;
+    ValueRange range;
+    if (!smallestKnown || !largestKnown) range = MeasureRange(layout, frame);
+    if (smallestKnown) range.smallest = ClampToMask(description.smallestValue, layout);
+    if (largestKnown) range.largest = ClampToMask(description.largestValue, layout);
+    return range;
+}
+
+ByteScale::ByteScale(const PixelLayout& layout, ValueRange range, uint64_t sampleCount)
+    : layout_(layout), range_(range)
+{
+    identity_ = layout.bytesPerSample == 1 && layout.signOffset == 0 && layout.sampleShift == 0 &&
+                layout.bitsStored == 8 && range.smallest == 0 && range.largest == 255;
+    const uint64_t places = layout.bytesPerSample == 1 ? 256 : 65536;
+    if (identity_ || layout.bytesPerSample > 2 || sampleCount < places) return;
+    table_.resize(static_cast<size_t>(places));
+    for (uint32_t raw = 0; raw < places; ++raw) table_[raw] = Compute(raw);
+}
+
+ValueRange RangeOfLongs(const uint8_t* samples, uint64_t count)
+{
+    ValueRange range;
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint32_t value = LoadSample(samples + 4 * i, 4);
+        range.smallest = std::min(range.smallest, value);
+        range.largest = std::max(range.largest, value);
+    }
+    return range;
+}
+
+uint16_t ScaleLong(uint32_t value, ValueRange range)
+{
+    if (value >= range.largest) return 65535;
+    if (value <= range.smallest) return 0;
+    return static_cast<uint16_t>(uint64_t{value - range.smallest} * 65535 / (range.largest - range.smallest));
+}
+}  // namespace talv
