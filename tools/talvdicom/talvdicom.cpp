@@ -53,6 +53,7 @@ int Run(int argc, char** argv)
 {
     CLI::App app("Shows what the Talv DICOM Reader plays of a file.", "talvdicom");
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // a name may begin with a slash there too
     app.set_version_flag("--version", "talvdicom " TALV_VERSION);
 
     std::string file;
