@@ -97,29 +97,31 @@ ByteVector EncodeRleFrame(const ImageAttributes& image, uint32_t seed)
     return header.Zeros(64 - header.Size()).Bytes(body.Content());
 }
 
+/// Bytes of one frame in the file: whole bytes a sample, but for 1-bit rows. Packed 12-bit samples are
+/// counted so too.
 size_t FrameBytes(const ImageAttributes& image)
 {
-    const size_t bits = size_t{image.columns} * image.samplesPerPixel * image.bitsAllocated;
-    return (bits + 7) / 8 * image.rows;
+    if (image.bitsAllocated == 1) return (image.columns + size_t{7}) / 8 * image.rows;
+    return size_t{image.columns} * image.rows * image.samplesPerPixel * ((image.bitsAllocated + 7u) / 8);
+}
+
+ByteVector NativePixels(const ImageAttributes& image)
+{
+    ByteVector pixels;
+    for (uint32_t frame = 0; frame < kFrames; ++frame) {
+        const ByteVector bytes = MakeSamples(FrameBytes(image), frame);
+        pixels.insert(pixels.end(), bytes.begin(), bytes.end());
+    }
+    return pixels;
 }
 
 ByteVector NativeFile(const ImageAttributes& image)
 {
-    ByteVector pixels;
-    for (uint32_t frame = 0; frame < kFrames; ++frame) {
-        const ByteVector bytes = MakeSamples(FrameBytes(image), frame);
-        pixels.insert(pixels.end(), bytes.begin(), bytes.end());
-    }
-    return PreambleFile().ExplicitLittle().Image(image).NativePixels(pixels).Bytes();
+    return PreambleFile().ExplicitLittle().Image(image).NativePixels(NativePixels(image)).Bytes();
 }
 
 ByteVector RescaledFile(const ImageAttributes& image)
 {
-    ByteVector pixels;
-    for (uint32_t frame = 0; frame < kFrames; ++frame) {
-        const ByteVector bytes = MakeSamples(FrameBytes(image), frame);
-        pixels.insert(pixels.end(), bytes.begin(), bytes.end());
-    }
     return PreambleFile()
         .ExplicitLittle()
         .Image(image)
@@ -127,7 +129,7 @@ ByteVector RescaledFile(const ImageAttributes& image)
         .Ds(0x00281051, "400")
         .Ds(0x00281052, "-1024")
         .Ds(0x00281053, "1")
-        .NativePixels(pixels)
+        .NativePixels(NativePixels(image))
         .Bytes();
 }
 
@@ -138,8 +140,7 @@ ByteVector PaletteFile(const ImageAttributes& image)
     for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<uint16_t>(i * 257);
     for (uint32_t colour = 0; colour < 3; ++colour) builder.Us(0x00281101 + colour, {256, 0, 16});
     for (uint32_t colour = 0; colour < 3; ++colour) builder.Ow(0x00281201 + colour, ramp);
-    ByteVector pixels = MakeSamples(FrameBytes(image) * kFrames, 1);
-    return builder.NativePixels(pixels).Bytes();
+    return builder.NativePixels(NativePixels(image)).Bytes();
 }
 
 ByteVector RleFile(const ImageAttributes& image)

@@ -60,10 +60,11 @@ TEST(TalvdicomInfo, TellsTheFactsOfEverySample)
         const json info = json::parse(run.out);
         ++compared;
         for (const auto& [field, value] : expected.items()) {
-            if (value != "from the pixel range")
+            if (value != "from the pixel range") {
                 EXPECT_EQ(info[field], value) << field;
-            else if (field == "windowWidth")
+            } else if (field == "windowWidth") {
                 EXPECT_EQ(info[field], info["maxValue"].get<int>() - info["minValue"].get<int>());
+            }
         }
         EXPECT_EQ(info["columns"], facts["columns"]);
         EXPECT_EQ(info["rows"], facts["rows"]);

@@ -37,17 +37,24 @@ std::vector<std::string> ScratchFolder::Names() const
 
 std::string Quoted(const std::string& text)
 {
-    std::string quoted = "'";
-    for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
+    std::string quoted(1, '\'');
+    for (const char c : text) {
+        if (c == '\'')
+            quoted.append("'\\''");
+        else
+            quoted.push_back(c);
+    }
+    quoted.push_back('\'');
+    return quoted;
 }
 
 ToolRun RunShell(const std::string& command)
 {
     const ScratchFolder scratch;
     const std::string out = scratch.Path("out"), err = scratch.Path("err");
-    const std::string whole =
-        "tool=" + Quoted(TALVDICOM) + "; { " + command + "\n} >" + Quoted(out) + " 2>" + Quoted(err);
+    std::string whole = "tool=";
+    whole.append(Quoted(TALVDICOM)).append("; { ").append(command).append("\n} >").append(Quoted(out));
+    whole.append(" 2>").append(Quoted(err));
     const int answer = std::system(whole.c_str());
     ToolRun run;
     run.status = WIFEXITED(answer) ? WEXITSTATUS(answer) : 128 + WTERMSIG(answer);
@@ -60,7 +67,7 @@ ToolRun RunShell(const std::string& command)
 ToolRun RunTool(const std::vector<std::string>& arguments)
 {
     std::string command = "\"$tool\"";
-    for (const std::string& argument : arguments) command += " " + Quoted(argument);
+    for (const std::string& argument : arguments) command.append(" ").append(Quoted(argument));
     return RunShell(command);
 }
 }  // namespace talv

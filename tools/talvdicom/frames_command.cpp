@@ -62,7 +62,7 @@ int RunFrames(const std::string& file, const FramesOptions& options)
     if (!std::filesystem::is_directory(directory, error))
         return Complain(file, "the folder " + options.directory + " cannot be made");
 
-    const ViewWindow window = ChooseWindow(opened.source);
+    GreyView view = ChooseView(opened.source);
     Progress progress("frame", last - first + 1);
     Picture picture;
     int result = kDone;
@@ -74,7 +74,7 @@ int RunFrames(const std::string& file, const FramesOptions& options)
             result = Complain(file, FrameName(frame) + ": " + DicomStatusText(decoded.Status()));
             continue;
         }
-        if (!options.raw && !DrawBitmap(decoded.Bitmap(), window, &picture)) {
+        if (!options.raw && !DrawBitmap(decoded.Bitmap(), &view, &picture)) {
             progress.Clear();
             result = Complain(file, FrameName(frame) + ": no picture can be made of it");
             continue;

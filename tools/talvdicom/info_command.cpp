@@ -108,7 +108,8 @@ nlohmann::ordered_json JsonFacts(const OpenedFile& opened, const FileFacts& fact
     };
 }
 
-/// The element that FindFrameTime takes the time from, in words; its order of search is repeated here.
+/// The element that FindFrameTime takes the time from, in words; empty when there is none. Its order of
+/// search is repeated here.
 std::string FrameTimeOrigin(DicomDataSet* dataSet)
 {
     const auto present = [&](uint32_t tag) { return dataSet->FindFirstElement(nullptr, tag, false); };
@@ -127,7 +128,7 @@ std::string FrameTimeOrigin(DicomDataSet* dataSet)
     }
     if (present(kTagFrameTime) != nullptr) return "Frame Time (0018,1063)";
     if (present(kTagFrameTimeVector) != nullptr) return "the first of Frame Time Vector (0018,1065)";
-    return firstTimed ? "element (0054,0080)" : "none";
+    return firstTimed ? "element (0054,0080)" : "";
 }
 
 std::string PixelWords(const FrameSource& source, uint32_t colorOrder)
@@ -145,9 +146,10 @@ void PrintImageLines(OpenedFile* opened, const FileFacts& facts)
     const FrameSource& source = opened->source;
     std::printf("  pixels     %s, %u bytes a row\n", PixelWords(source, facts.colorOrder).c_str(),
                 facts.bytesPerLine);
-    const char* origin =
-        (source.imageFlags & kImageWindowComputed) != 0 ? "from the pixel range" : "from the file";
-    std::printf("  window     center %d, width %d, %s\n", source.windowCenter, source.windowWidth, origin);
+    const bool windowComputed = (source.imageFlags & kImageWindowComputed) != 0;
+    if (facts.colorOrder == kOrderGrey || !windowComputed)
+        std::printf("  window     center %d, width %d, %s\n", source.windowCenter, source.windowWidth,
+                    windowComputed ? "from the pixel range" : "from the file");
 
     double slope = 1.0, intercept = 0.0;
     const bool rescaled = TagReal(source.dataSet, kTagRescaleSlope, &slope) |
@@ -173,8 +175,10 @@ void PrintFacts(const std::string& file, OpenedFile* opened, const FileFacts& fa
         std::printf(", but the pixel data hold only %" PRId64, facts.framesHeld);
     std::printf(", %.4g s in all\n", static_cast<double>(timeline.frameCount) *
                                          static_cast<double>(timeline.frameTimeUnits) / 1e7);
-    std::printf("  timing     %.6g ms a frame (%.4g a second), from %s\n", timeline.effectiveFrameTime,
-                1000.0 / timeline.effectiveFrameTime, FrameTimeOrigin(opened->source.dataSet).c_str());
+    const std::string origin = FrameTimeOrigin(opened->source.dataSet);
+    std::printf("  timing     %.6g ms a frame (%.4g a second), %s%s\n", timeline.effectiveFrameTime,
+                1000.0 / timeline.effectiveFrameTime, origin.empty() ? "the file tells none" : "from ",
+                origin.c_str());
 
     std::printf("  coding     %s", PrintableText(TransferSyntaxName(facts.transferSyntax)).c_str());
     if (!facts.transferSyntax.empty()) std::printf(" (%s)", PrintableText(facts.transferSyntax).c_str());

@@ -103,6 +103,6 @@ std::string TransferSyntaxName(const std::string& uid)
 {
     if (uid.empty()) return "no transfer syntax";
     const UidEntry* entry = FindUidEntry(uid.c_str());
-    return entry != nullptr ? entry->name : "unknown transfer syntax " + uid;
+    return entry != nullptr ? entry->name : "no name in the dictionary";
 }
 }  // namespace talv

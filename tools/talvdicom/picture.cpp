@@ -6,7 +6,6 @@
 #include "filter/frame_source.h"
 #include "raster/convert.h"
 #include "raster/palette.h"
-#include "raster/remap.h"
 #include "tools/talvdicom/opened_file.h"
 
 namespace talv {
@@ -16,6 +15,8 @@ constexpr uint32_t kTagWindowCenter = 0x00281050;
 constexpr uint32_t kTagWindowWidth = 0x00281051;
 constexpr uint32_t kTagRescaleIntercept = 0x00281052;
 constexpr uint32_t kTagRescaleSlope = 0x00281053;
+constexpr uint32_t kTagModalityLut = 0x00283000;
+constexpr uint32_t kTagVoiLut = 0x00283010;
 
 bool IsGrey(const PaletteEntry* palette, uint32_t count)
 {
@@ -66,15 +67,35 @@ bool DrawIndices(ImageBitmap* bitmap, Picture* picture)
     });
 }
 
-bool DrawGreyLevels(ImageBitmap* bitmap, const ViewWindow& window, Picture* picture)
+void MakeLevels(const BitWindow& bits, bool isSigned, GreyView* view)
 {
-    if (RemapWindow(bitmap, window.center, window.width, window.invert, kRemapLut) != kRasterOk) return false;
+    view->levels.resize(size_t{bits.mask} + 1);
+    view->levelsSigned = isSigned;
+    const double zero =
+        isSigned ? std::ldexp(1.0, bits.count - 1) : 0.0;  // signed values have their sign bit flipped
+    for (size_t i = 0; i < view->levels.size(); ++i) {
+        const double value = (static_cast<double>(i) - zero) * view->slope + view->intercept;
+        double level = view->width > 1 ? (value - (view->center - 0.5)) / (view->width - 1) + 0.5
+                                       : static_cast<double>(value > view->center - 0.5);
+        level = std::clamp(view->invert ? 1 - level : level, 0.0, 1.0);
+        view->levels[i] = static_cast<uint8_t>(level * 255 + 0.5);
+    }
+}
+
+bool DrawGreyLevels(ImageBitmap* bitmap, GreyView* view, Picture* picture)
+{
     const BitWindow bits = GetBitWindow(16, 16, bitmap->lowBit, bitmap->highBit);
-    if (bitmap->lutLength <= bits.mask) return false;
+    const bool isSigned = (bitmap->flags & kBitmapSigned) != 0;
+    if (view->useLut && bitmap->lut != nullptr && bitmap->lutLength > bits.mask) {
+        view->levels.resize(size_t{bits.mask} + 1);
+        for (size_t i = 0; i < view->levels.size(); ++i) view->levels[i] = bitmap->lut[i].green;
+    } else if (view->levels.size() != size_t{bits.mask} + 1 || view->levelsSigned != isSigned) {
+        MakeLevels(bits, isSigned, view);
+    }
     return DrawRows(bitmap, picture, [&](const uint8_t* row, uint8_t* out) {
         for (int32_t x = 0; x < bitmap->width; ++x) {
             const uint32_t stored = row[2 * x] | uint32_t{row[2 * x + 1]} << 8;
-            out[x] = bitmap->lut[stored >> bits.shift & bits.mask].green;
+            out[x] = view->levels[stored >> bits.shift & bits.mask];
         }
     });
 }
@@ -94,30 +115,35 @@ bool DrawColours(ImageBitmap* bitmap, Picture* picture)
 }
 }  // namespace
 
-ViewWindow ChooseWindow(const FrameSource& source)
+GreyView ChooseView(const FrameSource& source)
 {
     DicomDataSet* dataSet = source.dataSet;
+    const auto number = [&](uint32_t tag, double* value) {
+        double read = 0;
+        if (!TagReal(dataSet, tag, &read) || !std::isfinite(read)) return false;
+        *value = read;
+        return true;
+    };
+    GreyView view;
     const std::string photometric = TagText(dataSet, kTagPhotometric);
-    ViewWindow window;
-    window.invert = photometric.empty() || photometric == "MONOCHROME1";
-    if (TagReal(dataSet, kTagWindowCenter, &window.center) &&
-        TagReal(dataSet, kTagWindowWidth, &window.width) && std::isfinite(window.center) &&
-        std::isfinite(window.width) && window.width >= 1)
-        return window;
+    view.invert = photometric.empty() || photometric == "MONOCHROME1";
+    view.useLut = dataSet->FindFirstElement(nullptr, kTagModalityLut, true) != nullptr ||
+                  dataSet->FindFirstElement(nullptr, kTagVoiLut, true) != nullptr;
+    number(kTagRescaleSlope, &view.slope);
+    number(kTagRescaleIntercept, &view.intercept);
+    if (view.slope == 0) view.slope = 1;
+    if (number(kTagWindowCenter, &view.center) && number(kTagWindowWidth, &view.width) && view.width >= 1)
+        return view;
 
-    double slope = 1.0, intercept = 0.0;
-    if (!TagReal(dataSet, kTagRescaleSlope, &slope) || !std::isfinite(slope) || slope == 0) slope = 1.0;
-    if (!TagReal(dataSet, kTagRescaleIntercept, &intercept) || !std::isfinite(intercept)) intercept = 0.0;
-    const double one = source.minPixelValue * slope + intercept;
-    const double other = source.maxPixelValue * slope + intercept;
-    // A window of center c and width w is black up to c - 0.5 - (w - 1) / 2 and white from c - 0.5 + (w - 1)
-    // / 2.
-    window.center = (one + other) / 2 + 0.5;
-    window.width = std::abs(other - one) + 1;
-    return window;
+    const double one = source.minPixelValue * view.slope + view.intercept;
+    const double other = source.maxPixelValue * view.slope + view.intercept;
+    // Black at center - 0.5 - (width - 1) / 2 and below, white from center - 0.5 + (width - 1) / 2 on.
+    view.center = (one + other) / 2 + 0.5;
+    view.width = std::abs(other - one) + 1;
+    return view;
 }
 
-bool DrawBitmap(ImageBitmap* bitmap, const ViewWindow& window, Picture* picture)
+bool DrawBitmap(ImageBitmap* bitmap, GreyView* view, Picture* picture)
 {
     *picture = {};
     picture->width = bitmap->width;
@@ -127,7 +153,7 @@ bool DrawBitmap(ImageBitmap* bitmap, const ViewWindow& window, Picture* picture)
         case 8:
             return DrawIndices(bitmap, picture);
         case 16:
-            return bitmap->colorOrder == kOrderGrey && DrawGreyLevels(bitmap, window, picture);
+            return bitmap->colorOrder == kOrderGrey && DrawGreyLevels(bitmap, view, picture);
         case 24:
         case 32:
             return DrawColours(bitmap, picture);

@@ -19,19 +19,25 @@ struct Picture
     std::vector<uint8_t> pixels;
 };
 
-/// The window that grey frames above 8 bits are shown through, in rescaled values (PS3.3 C.11.2.1.2).
-struct ViewWindow
+/// How grey frames above 8 bits are shown: rescaled (PS3.3 C.11.1.1.2), then through a window (PS3.3
+/// C.11.2.1.2).
+struct GreyView
 {
-    double center = 0, width = 0;
+    double slope = 1, intercept = 0;
+    double center = 0, width = 1;  ///< in rescaled values
     bool invert = false;
+    bool useLut = false;  ///< the file has look-up tables, which are in the bitmap's lut: nothing else counts
+    std::vector<uint8_t> levels;  ///< of each stored value; made by the first frame
+    bool levelsSigned = false;
 };
 
-/// The window of the file, or else one over the range of values that the first frame has.
-ViewWindow ChooseWindow(const FrameSource& source);
+/// The view that the file asks for; without a window in the file one over the values that the first frame
+/// has.
+GreyView ChooseView(const FrameSource& source);
 
-/// Draws `bitmap`; palette and window are applied. False for a depth that no frame comes in, or when rows are
-/// missing. A grey bitmap above 8 bits gets the window's lut.
-bool DrawBitmap(ImageBitmap* bitmap, const ViewWindow& window, Picture* picture);
+/// Draws `bitmap` through its palette or through `view`. False for a depth that no frame comes in, or when
+/// rows are missing.
+bool DrawBitmap(ImageBitmap* bitmap, GreyView* view, Picture* picture);
 /// Makes a grey picture a colour picture of the same look.
 void MakeColour(Picture* picture);
 }  // namespace talv

@@ -68,14 +68,14 @@ int RunStream(const std::string& file)
 {
     OpenedFile opened;
     if (!opened.OpenForFrames(file)) return Complain(file, opened.refusal);
-    const ViewWindow window = ChooseWindow(opened.source);
+    GreyView view = ChooseView(opened.source);
     const int64_t count = opened.FramesToDecode();
     Progress progress("frame", count);
     Yuv4MpegWriter writer;
     Picture picture, shown;
     for (int64_t frame = 0; frame < count; ++frame) {
         DecodedFrame decoded(opened.source, frame);
-        const bool drawn = decoded.Status() == kDicomOk && DrawBitmap(decoded.Bitmap(), window, &picture);
+        const bool drawn = decoded.Status() == kDicomOk && DrawBitmap(decoded.Bitmap(), &view, &picture);
         if (frame == 0) {
             if (!drawn) return Complain(file, "no picture can be made of the first frame");
             if (!writer.WriteHeader(picture, opened.timeline.frameTimeUnits)) return kDone;

@@ -1,0 +1,4 @@
+// The identifiers that the generated header declares.
+#include <initguid.h>
+
+#include "TVDicRd.h"

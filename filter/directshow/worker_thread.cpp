@@ -1,0 +1,74 @@
+#include "filter/directshow/worker_thread.h"
+
+#include <objbase.h>
+
+namespace talv {
+WorkerThread::WorkerThread()
+    : posted_(CreateEventW(nullptr, TRUE, FALSE, nullptr)), taken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
+{
+}
+
+WorkerThread::~WorkerThread()
+{
+    Join();
+    if (posted_ != nullptr) CloseHandle(posted_);
+    if (taken_ != nullptr) CloseHandle(taken_);
+}
+
+bool WorkerThread::Start(Body body, void* context)
+{
+    if (thread_ != nullptr || posted_ == nullptr || taken_ == nullptr) return false;
+    // A command left from an earlier worker must not be the first one that this worker takes.
+    command_ = static_cast<LONG>(WorkerCommand::none);
+    ResetEvent(posted_);
+    ResetEvent(taken_);
+    body_ = body;
+    context_ = context;
+    thread_ = CreateThread(nullptr, 0, &WorkerThread::Run, this, 0, &threadId_);
+    return thread_ != nullptr;
+}
+
+DWORD WINAPI WorkerThread::Run(void* self)
+{
+    const ServerUse keepsLibrary;
+    auto* worker = static_cast<WorkerThread*>(self);
+    // Downstream filters expect a streaming thread to be able to call components.
+    const HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    worker->body_(worker->context_);
+    if (SUCCEEDED(hr)) CoUninitialize();
+    return 0;
+}
+
+void WorkerThread::Send(WorkerCommand command)
+{
+    if (thread_ == nullptr) return;
+    InterlockedExchange(&command_, static_cast<LONG>(command));
+    SetEvent(posted_);
+    const HANDLE either[] = {taken_, thread_};
+    WaitForMultipleObjects(2, either, FALSE, INFINITE);
+}
+
+void WorkerThread::Join()
+{
+    if (thread_ == nullptr) return;
+    Send(WorkerCommand::exit);
+    WaitForSingleObject(thread_, INFINITE);
+    CloseHandle(thread_);
+    thread_ = nullptr;
+    threadId_ = 0;
+}
+
+WorkerCommand WorkerThread::Wait()
+{
+    WaitForSingleObject(posted_, INFINITE);
+    ResetEvent(posted_);
+    const LONG command = InterlockedExchange(&command_, static_cast<LONG>(WorkerCommand::none));
+    SetEvent(taken_);
+    return static_cast<WorkerCommand>(command);
+}
+
+bool WorkerThread::Pending(DWORD milliseconds) const
+{
+    return WaitForSingleObject(posted_, milliseconds) == WAIT_OBJECT_0;
+}
+}  // namespace talv

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <dshow.h>
+
+#include <string>
+
+#include "filter/directshow/com_pointer.h"
+
+namespace talv {
+/// Makes the reader: the registered one, or, with a path, the one in that file without registration. The result of
+/// the failed call otherwise.
+HRESULT MakeReaderFilter(const std::wstring& serverPath, ComPointer<IBaseFilter>* out);
+/// Connects two pins with a type of their own choice.
+HRESULT ConnectPins(IGraphBuilder* graph, IPin* output, IPin* input);
+/// The first pin of `filter` with this direction; null when there is none.
+ComPointer<IPin> FindPin(IBaseFilter* filter, PIN_DIRECTION direction);
+}  // namespace talv

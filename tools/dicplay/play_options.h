@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace talv {
+struct PlayOptions
+{
+    std::wstring file;
+    std::wstring server;    ///< path of the component's file; empty: the registered one
+    std::wstring snapshot;  ///< BMP file to write the last frame to
+    bool null = false;      ///< no window
+    bool noClock = false;   ///< as fast as frames decode
+    bool loop = false;
+    bool hold = false;  ///< keep the window after the end
+    bool quiet = false;
+    bool logSamples = false;
+};
+
+/// Reads the command line; false, with a message printed, when it is wrong.
+bool ReadOptions(PlayOptions* options);
+void PrintUsage();
+}  // namespace talv
