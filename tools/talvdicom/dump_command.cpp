@@ -91,8 +91,9 @@ void PrintElement(DicomDataSet* dataSet, DicomElement* element, int depth, bool 
         std::printf("%8s  %s\n", "-", ElementName(*element).c_str());
         return;
     }
-    std::printf("%8" PRIu32 "  %-32s  %s\n", element->length, ElementName(*element).c_str(),
-                ValueText(dataSet, element, full).c_str());
+    const std::string value = ValueText(dataSet, element, full);
+    std::printf("%8" PRIu32 "  %-*s%s%s\n", element->length, value.empty() ? 0 : 32,
+                ElementName(*element).c_str(), value.empty() ? "" : "  ", value.c_str());
 }
 
 void PrintEncoding(const DicomDataSet& dataSet)

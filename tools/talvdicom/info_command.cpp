@@ -3,9 +3,9 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "dicom/dictionary.h"
 #include "dicom/reader.h"
 #include "image/get_image.h"
-#include "image/image_description.h"
 #include "tools/talvdicom/commands.h"
 #include "tools/talvdicom/opened_file.h"
 #include "tools/talvdicom/printable.h"
@@ -120,9 +120,11 @@ std::string FrameTimeOrigin(DicomDataSet* dataSet)
         uint16_t halves[2] = {};
         if (value != nullptr) std::memcpy(halves, value, sizeof halves);
         if (value != nullptr && present(MakeTag(halves[0], halves[1])) != nullptr) {
-            char text[64];
-            std::snprintf(text, sizeof text, "element (%04X,%04X), which Frame Increment Pointer names",
-                          halves[0], halves[1]);
+            const uint32_t tag = MakeTag(halves[0], halves[1]);
+            const ElementEntry* entry = FindElementEntry(tag);
+            char text[96];
+            std::snprintf(text, sizeof text, "%.48s (%04X,%04X), by Frame Increment Pointer",
+                          entry != nullptr ? entry->name : "element", halves[0], halves[1]);
             return text;
         }
     }
@@ -182,8 +184,6 @@ void PrintFacts(const std::string& file, OpenedFile* opened, const FileFacts& fa
 
     std::printf("  coding     %s", PrintableText(TransferSyntaxName(facts.transferSyntax)).c_str());
     if (!facts.transferSyntax.empty()) std::printf(" (%s)", PrintableText(facts.transferSyntax).c_str());
-    if (hasImage && facts.compression != kCompressionNone)
-        std::printf(", compression %s", CompressionName(facts.compression));
     std::printf("\n");
     if (opened->source.isMpeg2Stream)
         std::printf("  stream     MPEG-2, %" PRId64 " bytes, handed on as it is\n",
