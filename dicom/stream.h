@@ -7,16 +7,16 @@
 
 #include "platform/file.h"
 
-namespace talv
-{
+namespace talv {
 /// Open flags of DicomStream.
 enum StreamFlags : uint16_t
 {
     kStreamCreate = 0x0001,
-    kStreamRead = 0x0002,       ///< shared for reading
-    kStreamWrite = 0x0004,      ///< not shared
-    kStreamTemporary = 0x0008,  ///< a unique name, prefix "DIC", in the given or the system's temporary directory
-    kStreamMemory = 0x0010,     ///< the data lives in a memory block that grows on write
+    kStreamRead = 0x0002,   ///< shared for reading
+    kStreamWrite = 0x0004,  ///< not shared
+    kStreamTemporary =
+        0x0008,  ///< a unique name, prefix "DIC", in the given or the system's temporary directory
+    kStreamMemory = 0x0010,  ///< the data lives in a memory block that grows on write
     kStreamRuntimeDescriptor = 0x0020,
     kStreamOwnsHandle = 0x0040,  ///< Close closes the file; otherwise only Close(true) does
     kStreamDeleteOnClose = 0x0080,
@@ -26,9 +26,10 @@ inline constexpr uint16_t kStreamOwnFlags = 0x00CF;   ///< the data set's own te
 
 inline constexpr size_t kMaxFileName = 260;  ///< including the terminator
 
-/// The byte stream under a data set: a file, a temporary file or a memory block. Reads go through a buffer, so that
-/// walking element headers costs no system call an element. Positions are 64-bit. A temporary stream keeps its bytes
-/// in memory until they exceed 1 MiB and only then makes its file. Used by one thread at a time.
+/// The byte stream under a data set: a file, a temporary file or a memory block. Reads go through a buffer,
+/// so that walking element headers costs no system call an element. Positions are 64-bit. A temporary stream
+/// keeps its bytes in memory until they exceed 1 MiB and only then makes its file. Used by one thread at a
+/// time.
 class DicomStream
 {
   public:
@@ -37,19 +38,20 @@ class DicomStream
     DicomStream& operator=(const DicomStream&) = delete;
     virtual ~DicomStream();
 
-    /// False when the file cannot be opened or created. A name of 260 characters or more is not stored: the stream
-    /// opens with an empty name.
+    /// False when the file cannot be opened or created. A name of 260 characters or more is not stored: the
+    /// stream opens with an empty name.
     bool Open(const char* name, uint16_t flags);
     /// Uses `bytes` (not owned, must outlive the stream) as a read-only memory stream.
     bool OpenMemory(const void* bytes, size_t count);
     void Close(bool force = false);
     bool IsOpen() const;
 
-    /// True only when all `count` bytes were read; the position then moves on by `count`, else by what was there.
+    /// True only when all `count` bytes were read; the position then moves on by `count`, else by what was
+    /// there.
     virtual bool Read(void* buffer, size_t count);
     virtual bool Write(const void* bytes, size_t count);
-    /// Origins: 0 the start, 1 the tracked position, 2 the size recorded at opening. The result is not checked against
-    /// the size: a seek past the end succeeds; one before the start fails.
+    /// Origins: 0 the start, 1 the tracked position, 2 the size recorded at opening. The result is not
+    /// checked against the size: a seek past the end succeeds; one before the start fails.
     virtual bool Seek(int64_t offset, int origin);
     uint64_t Tell() const { return position_; }
     /// Size recorded at opening, grown by writes.
@@ -69,10 +71,16 @@ class DicomStream
     uint64_t size_ = 0;
 
   private:
+    bool OpenFile();
+    bool SpillToFile();
+    size_t ReadStored(uint64_t position, void* buffer, size_t count);
+    bool IsInMemory() const { return borrowed_ != nullptr || !file_.IsOpen(); }
+
+    bool isOpen_ = false;
     File file_;
-    std::vector<uint8_t> block_;             // content of memory streams and of small temporary ones
-    const uint8_t* borrowed_ = nullptr;      // OpenMemory
-    std::vector<uint8_t> buffer_;            // read-ahead window
+    std::vector<uint8_t> block_;         // content of memory streams and of small temporary ones
+    const uint8_t* borrowed_ = nullptr;  // OpenMemory
+    std::vector<uint8_t> buffer_;        // read-ahead window
     uint64_t bufferPosition_ = 0;
     size_t bufferCount_ = 0;
 };

@@ -9,6 +9,7 @@ inline constexpr uint32_t kNoticeExclamation = 0x2030;  ///< task-modal, exclama
 
 /// Tells the user something and waits for the answer where a desktop can show a box; elsewhere the text goes
 /// to the debug output (Windows) or standard error only, so that a session without a desktop never blocks.
+/// With the environment variable TALV_NO_NOTICE set, the text goes to standard error and no box appears.
 void ShowNotice(const char* text, const char* title, uint32_t style);
 
 /// Replaces the box, for tests and for hosts with a display of their own; null restores it.

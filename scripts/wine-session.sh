@@ -11,6 +11,7 @@ export WINEPREFIX=${FLT_WINEPREFIX:-$wine_state/prefix}
 export WINEDEBUG=${WINEDEBUG:--all}
 # The first two only avoid download questions; the third keeps the host's menus clean.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+export LC_ALL=C.UTF-8  # file names are UTF-8 whatever the caller's language is
 wine_user_display=${DISPLAY:-}
 
 # True when process $1 runs and its command line contains $2.

@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include <cstdio>
 #include <new>
 #include <string>
 
@@ -17,6 +18,11 @@ bool DesktopCanShowBox()
            GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof(flags), nullptr) &&
            (flags.dwFlags & WSF_VISIBLE) != 0;
 }
+
+bool BoxesAreUnwanted()
+{
+    return GetEnvironmentVariableW(L"TALV_NO_NOTICE", nullptr, 0) != 0;
+}
 }  // namespace
 
 void ShowOnDesktop(const char* text, const char* title, uint32_t style)
@@ -26,7 +32,10 @@ void ShowOnDesktop(const char* text, const char* title, uint32_t style)
     } catch (const std::bad_alloc&) {
         OutputDebugStringA(text);
     }
-    if (DesktopCanShowBox()) MessageBoxA(nullptr, text, title, style);
+    if (BoxesAreUnwanted())
+        std::fprintf(stderr, "%s: %s\n", title, text);
+    else if (DesktopCanShowBox())
+        MessageBoxA(nullptr, text, title, style);
 }
 
 WaitCursor::WaitCursor() : previous_(SetCursor(LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_WAIT)))) {}
