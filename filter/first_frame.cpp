@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <cmath>
+#include <new>
 
 #include "filter/frame_source.h"
 #include "filter/frame_source_state.h"
-#include "filter/saturating.h"
+#include "image/attribute_reader.h"
 #include "image/get_image.h"
 
 // What the first frame and the attributes beside it tell: geometry, bit range, window, rescale, palettes,
@@ -41,11 +41,6 @@ void TakeDisplayPalette(const ImageBitmap& bitmap, PaletteEntry (&palette)[256])
         std::copy_n(bitmap.palette, std::min<uint32_t>(bitmap.colorCount, 256), palette);
 }
 }  // namespace
-
-int32_t TruncateToInt32(double value)
-{
-    return static_cast<int32_t>(std::clamp<int64_t>(TruncateToInt64(value), INT32_MIN, INT32_MAX));
-}
 
 PixelDataChoice ChoosePixelData(FrameSource* source, DicomDataSet* dataSet, bool wholeTree)
 {

@@ -5,7 +5,6 @@
 
 #include "dicom/reader.h"
 #include "filter/frame_source_state.h"
-#include "filter/saturating.h"
 #include "image/get_image.h"
 #include "platform/file.h"
 #include "platform/notice.h"

@@ -143,6 +143,4 @@ PixelDataChoice ChoosePixelData(FrameSource* source, DicomDataSet* dataSet, bool
 int32_t GetTransferSyntaxClass(DicomDataSet* dataSet);
 /// Searches the frame time in milliseconds; false when the file has none.
 bool FindFrameTime(DicomDataSet* dataSet, double* milliseconds);
-/// Truncates toward zero and saturates; a value that is not a number is 0.
-int32_t TruncateToInt32(double value);
 }  // namespace talv

@@ -1,6 +1,7 @@
 #include "dicom/data_set.h"
 #include "filter/frame_source.h"
 #include "filter/frame_source_state.h"
+#include "image/attribute_reader.h"
 #include "platform/clock.h"
 #include "platform/memory.h"
 
@@ -22,14 +23,6 @@ DicomElement* FindStreamItem(DicomDataSet* dataSet)
     if (!IsItemOfKnownLength(offsetTable)) return nullptr;
     DicomElement* stream = dataSet->GetNextElement(offsetTable, true, true);
     return IsItemOfKnownLength(stream) ? stream : nullptr;
-}
-
-/// Bytes of `element`'s value that its stream can hold at most.
-uint64_t BytesPresent(const DicomElement* element)
-{
-    if (element->valueStream == nullptr) return 0;
-    const uint64_t size = element->valueStream->Size();
-    return size > element->valuePosition ? size - element->valuePosition : 0;
 }
 }  // namespace
 

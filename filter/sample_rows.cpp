@@ -118,7 +118,10 @@ int64_t FrameSource::FillWithLastFrame(uint8_t* buffer, int64_t capacity)
 {
     if (state_->lastGood >= 0) {
         bool complete;
-        return CopyRowsBottomUp(&state_->bitmaps[state_->lastGood], buffer, capacity, &complete);
+        ImageBitmap* last = &state_->bitmaps[state_->lastGood];
+        const int64_t written = CopyRowsBottomUp(last, buffer, capacity, &complete);
+        std::memset(buffer + written, 0, static_cast<size_t>(capacity - written));
+        return capacity;
     }
     std::memset(buffer, 0, static_cast<size_t>(capacity));
     const int black = bitsPerPixel == 8 ? FindNearestColor(palette8, 256, 0, 0, 0) : 0;
