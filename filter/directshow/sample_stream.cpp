@@ -67,8 +67,8 @@ bool DicomOutputPin::IsActive()
     return worker_.Exists();
 }
 
-// Throws away what is under way and goes on from the timeline's new position. While one restart runs, others only
-// mark the timeline: its worker plans each sample anew, so the last request wins.
+// Throws away what is under way and goes on from the timeline's new position. While one restart runs, others
+// only mark the timeline: its worker plans each sample anew, so the last request wins.
 void DicomOutputPin::RestartStream()
 {
     {
