@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <set>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
@@ -196,11 +197,12 @@ TEST(GetImage, EveryCombinationOfAttributesIsAnswered)
     for (const char* photometric : photometrics)
         for (uint16_t samples : {0, 1, 2, 3, 4, 200})
             for (uint16_t allocated : {0, 1, 2, 7, 8, 9, 12, 16, 24, 32, 33, 64, 65535})
-                for (uint16_t stored : {uint16_t{0}, uint16_t{1}, allocated, uint16_t(allocated / 2 + 3)})
+                for (uint16_t stored : std::set<uint16_t>{0, 1, allocated, uint16_t(allocated / 2 + 3)})
                     for (uint16_t highBit :
-                         {uint16_t{0}, uint16_t(stored - 1), uint16_t(allocated - 1), uint16_t{40}})
+                         std::set<uint16_t>{0, uint16_t(stored - 1), uint16_t(allocated - 1), 40})
                         for (uint16_t planar : {0, 1, 2})
                             for (uint16_t isSigned : {0, 1}) {
+                                if (planar == 2 && samples != 3) continue;  // as 1 there
                                 ImageAttributes attributes;
                                 attributes.rows = 3;
                                 attributes.columns = 5;
