@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <set>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
 
+#include "raster/remap.h"
 #include "tests/image/image_fixture.h"
 
 namespace talv {
@@ -142,6 +144,25 @@ TEST(DisplaySteps, TheSecondModeBuildsALutAndKeepsThePixels)
         }
     }
     EXPECT_EQ(Picture(&file, 0, 0).bitmap.lutLength, 0u);
+}
+
+TEST(DisplaySteps, AnotherWindowStartsFromRescaledValuesOnEveryFrame)
+{
+    ImageAttributes attributes = Grey16(1, 2);
+    attributes.numberOfFrames = "3";
+    DicomBuilder builder = PreambleFile().ExplicitLittle().Image(attributes);
+    builder.Ds(0x00281050, "7").Ds(0x00281051, "3").Ds(0x00281052, "-1000").Ds(0x00281053, "0.25");
+    LoadedFile file(builder.NativePixels(ByteVector(12)).Bytes());
+    for (uint32_t frame : {0u, 1u, 2u, 0u}) {
+        Picture picture(&file, frame);
+        ASSERT_EQ(picture.status, kDicomOk);
+        // Black from 10.5 - 0.5 - 50 = -40 on, white at 60: stored values 3840 and 4240.
+        ASSERT_EQ(RemapWindow(&picture.bitmap, 10.5, 101, false, kRemapLut), kRasterOk);
+        ASSERT_EQ(picture.bitmap.lutLength, 65536u);
+        const PaletteEntry* lut = picture.bitmap.lut;
+        for (int i = 0; i < 65536; ++i)
+            ASSERT_NEAR(lut[i].red, std::clamp((i - 3840) * 255 / 400.0, 0.0, 255.0), 0.5 + 1e-9) << i;
+    }
 }
 
 TEST(DisplaySteps, TheFirstModeRewritesThePixels)
