@@ -141,7 +141,7 @@ DicomStatus RepairOddLength(DicomDataSet* dataSet, DicomElement* element)
 
 DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loadFlags, bool requireImage)
 {
-    if (dataSet == nullptr || stream == nullptr) return kDicomInvalidArgument;
+    if (dataSet == nullptr || stream == nullptr || dataSet->readOnly) return kDicomInvalidArgument;
     dataSet->currentStream = stream;
     DicomStatus status = kDicomNoMemory;
     try {
@@ -160,7 +160,7 @@ DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loa
 
 DicomStatus LoadFile(DicomDataSet* dataSet, const char* fileName, uint16_t loadFlags)
 {
-    if (dataSet == nullptr || fileName == nullptr) return kDicomInvalidArgument;
+    if (dataSet == nullptr || fileName == nullptr || dataSet->readOnly) return kDicomInvalidArgument;
     // Not the current stream: it may be a caller's, gone by now.
     dataSet->ResetDataSet(false);
     dataSet->currentStream = &dataSet->fileStream;
