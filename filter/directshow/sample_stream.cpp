@@ -136,7 +136,11 @@ void DicomOutputPin::ProduceSamples()
             if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
             return;
         }
-        if (input_->Receive(sample.Get()) != S_OK) return;
+        // A graph may set this filter going before the ones downstream: the sample waits until they are
+        // ready.
+        hr = input_->Receive(sample.Get());
+        while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input_->Receive(sample.Get());
+        if (hr != S_OK) return;
     }
 }
 

@@ -182,6 +182,8 @@ STDMETHODIMP TestGraph::SampleCB(double, IMediaSample* sample)
     sample->GetPointer(&bytes);
     record.bytes.assign(bytes, bytes + sample->GetActualDataLength());
     const std::lock_guard guard(mutex_);
+    // The renderer may not have been ready for a sample that passed here; it then comes again.
+    if (!samples_.empty() && samples_.back().mediaStart == record.mediaStart) samples_.pop_back();
     samples_.push_back(std::move(record));
     return S_OK;
 }
