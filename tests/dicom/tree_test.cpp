@@ -296,7 +296,9 @@ TEST(DicomStream, AFileThatShrinksGivesShortReads)
     const TemporaryFile file(ByteVector(20000, 1));
     DicomStream stream;
     ASSERT_TRUE(stream.Open(file.Path(), kStreamRead));
-    std::filesystem::resize_file(file.Path(), 100);
+    std::error_code error;
+    std::filesystem::resize_file(file.Path(), 100, error);
+    if (error) GTEST_SKIP() << "the system lets nobody shrink a file that is open";
     uint8_t bytes[200];
     EXPECT_EQ(stream.ReadAt(50, bytes, 200), 50u);
     EXPECT_EQ(stream.ReadAt(10000, bytes, 200), 0u);
