@@ -12,6 +12,7 @@
 #include "filter/directshow/com_pointer.h"
 #include "filter/directshow/server_ids.h"
 #include "tests/support/dicom_builder.h"
+#include "tools/dicplay/notice_capture.h"
 #include "tools/dicplay/sample_grabber.h"
 
 namespace talv {
@@ -36,18 +37,6 @@ ComPointer<Interface> Query(IUnknown* from, REFIID iid)
     if (FAILED(from->QueryInterface(iid, found.OutVoid()))) found = {};
     return found;
 }
-
-/// What the component told the user since the object was made.
-class NoticeCapture
-{
-  public:
-    NoticeCapture();
-    ~NoticeCapture();
-    std::string Text() const;
-
-  private:
-    int file_, previous_;  // file descriptors
-};
 
 /// An 8-bit grey file of `frames` frames of 4 x 2 pixels; pixel (x, y) of frame n is 16 n + 4 y + x.
 DicomBuilder GreyClip(int frames, const char* frameTime = "40");

@@ -7,6 +7,7 @@
 
 #include "component.h"
 #include "filter/directshow/media_type.h"
+#include "tools/dicplay/notice_capture.h"
 
 namespace talv {
 namespace {
@@ -15,6 +16,16 @@ std::string WithCode(const char* text, HRESULT hr)
     char code[24];
     std::snprintf(code, sizeof(code), " (0x%08lX)", static_cast<unsigned long>(hr));
     return text + std::string(code);
+}
+
+constexpr char kRefusedText[] = "the file was refused";
+
+// The message of the last notice, which is written as "title: message".
+std::string ReasonFrom(std::string notices)
+{
+    while (!notices.empty() && notices.back() == '\n') notices.pop_back();
+    const size_t colon = notices.rfind(": ");
+    return colon == std::string::npos ? kRefusedText : notices.substr(colon + 2);
 }
 
 // The classic video renderer takes these; others are drawn by a window of our own.
@@ -38,8 +49,10 @@ std::string PlayGraph::LoadSource()
     reader_ = QueryFor<ITVDicRd>(source_.Get(), IID_ITVDicRd);
     const auto file = QueryFor<IFileSourceFilter>(source_.Get(), IID_IFileSourceFilter);
     if (!reader_ || !file) return "the reader lacks an interface";
-    hr = file->Load(options_.file.c_str(), nullptr);
-    return hr == S_OK ? "" : "the file was refused";
+    const bool unattended = GetEnvironmentVariableW(L"TALV_NO_NOTICE", nullptr, 0) != 0;
+    if (!unattended) return file->Load(options_.file.c_str(), nullptr) == S_OK ? "" : kRefusedText;
+    const NoticeCapture notices;
+    return file->Load(options_.file.c_str(), nullptr) == S_OK ? "" : ReasonFrom(notices.Text());
 }
 
 bool PlayGraph::AddFilter(const GUID& classId, const wchar_t* name, ComPointer<IBaseFilter>* out)
