@@ -2,6 +2,7 @@
 
 #include "codecs/codec_status.h"
 #include "codecs/entry_points.h"
+#include "codecs/jpeg/jpeg_encoder.h"
 #include "codecs/jpeg/load_buffer.h"
 
 using namespace talv;
@@ -15,6 +16,22 @@ extern "C" FLT_EXPORT int32_t FLT_CALL fltLoadBufferCMP(const void* src, uint32_
     try {
         return LoadBuffer({static_cast<const uint8_t*>(src), srcLength, static_cast<uint8_t*>(dest), format,
                            width, height, bitsPerPixel, formatTables, flags});
+    } catch (const std::bad_alloc&) {
+        return kCodecNoMemory;
+    }
+}
+
+extern "C" FLT_EXPORT int32_t FLT_CALL fltSaveBufferCMP(const void* source, const BitmapHeader* header,
+                                                        void* output, uint32_t* outputSize,
+                                                        uint32_t sixteenBitLimit, uint32_t options,
+                                                        int32_t streamKind, uint32_t coding,
+                                                        const SaveExtras* extras) noexcept
+{
+    if (source == nullptr || header == nullptr || output == nullptr || outputSize == nullptr)
+        return kCodecInvalidParameter;
+    try {
+        return jpeg::SaveBuffer({static_cast<const uint8_t*>(source), header, static_cast<uint8_t*>(output),
+                                 outputSize, sixteenBitLimit, options, streamKind, coding, extras});
     } catch (const std::bad_alloc&) {
         return kCodecNoMemory;
     }

@@ -1,8 +1,8 @@
 #include "codecs/jpeg/huffman_table.h"
 
 #include <algorithm>
-#include <iterator>
 #include <cstring>
+#include <iterator>
 
 namespace talv::jpeg {
 namespace {

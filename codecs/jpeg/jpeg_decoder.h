@@ -14,7 +14,7 @@ inline constexpr int kMaxBlocksPerMcu = 10;  // T.81 B.2.3
 
 /// Positions of a block in the order of the stream (T.81 figure A.6) by natural order, and 16 more for runs
 /// that lead beyond the end of a block.
-extern const uint8_t kZigzagToNatural[64 + 16];
+extern const uint8_t kZigzagToNatural[64];
 
 /// Where the rows of the picture go. Row y begins at `first + y * step`; rows from `count` on are dropped.
 struct RowTable
@@ -97,6 +97,7 @@ struct JpegDecoder
     // Set by the caller.
     const uint8_t* source = nullptr;
     size_t length = 0;
+    std::unique_ptr<uint8_t[]> ownSource;  ///< CMP: the stream with its payload reverted
     const FormatTables* callerTables = nullptr;
     bool sixteenBitOutput = false;
     bool rowReset = false;
