@@ -135,7 +135,9 @@ DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loa
 DicomStatus LoadFile(DicomDataSet* dataSet, const char* fileName, uint16_t loadFlags)
 {
     if (dataSet == nullptr || fileName == nullptr) return kDicomInvalidArgument;
-    dataSet->ResetDataSet(true);
+    // Not the current stream: it may be a caller's, gone by now.
+    dataSet->ResetDataSet(false);
+    dataSet->currentStream = &dataSet->fileStream;
     if (!dataSet->fileStream.Open(fileName, kStreamFileFlags)) return kDicomFileNotOpened;
     const DicomStatus status = LoadDataSet(dataSet, &dataSet->fileStream, loadFlags, false);
     if (status != kDicomOk) return status;

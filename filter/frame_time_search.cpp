@@ -15,7 +15,8 @@ constexpr uint32_t kTagFrameTimeVector = 0x00181065;
 constexpr uint32_t kTagFirstChoice = 0x00540080;
 
 /// The element's first value, as an integer where its VR holds integers, else as a real. Other VRs hold no
-/// times, and their values (pixel data among them) are not loaded.
+/// times, and their values (pixel data among them) are not loaded. A time of zero is handed on but tells
+/// nothing, so it does not count as found.
 bool ReadMilliseconds(DicomDataSet* dataSet, DicomElement* element, double* milliseconds)
 {
     switch (element->vr) {
@@ -27,12 +28,12 @@ bool ReadMilliseconds(DicomDataSet* dataSet, DicomElement* element, double* mill
             int32_t integer = 0;
             if (!dataSet->GetInteger(element, 0, &integer)) return false;
             *milliseconds = integer;
-            return true;
+            return integer != 0;
         }
         case MakeVr('D', 'S'):
         case MakeVr('F', 'D'):
         case MakeVr('F', 'L'):
-            return dataSet->GetReal(element, 0, milliseconds);
+            return dataSet->GetReal(element, 0, milliseconds) && *milliseconds != 0.0;
         default:
             return false;
     }

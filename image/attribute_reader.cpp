@@ -4,8 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace talv
-{
+namespace talv {
 DicomElement* AttributeReader::Find(uint32_t tag) const
 {
     DicomElement* element = dataSet_->FindFirstElement(pixelElement_, tag, true);
@@ -64,8 +63,7 @@ size_t ReadValueWords(DicomDataSet* dataSet, const DicomElement* element, uint64
     auto* bytes = reinterpret_cast<uint8_t*>(words);
     const size_t read = dataSet->ReadValueBytes(element, offset, bytes, count * 2) / 2;
     const bool bigEndian = (dataSet->mode & kModeBigEndian) != 0;
-    for (size_t i = 0; i < read; ++i)
-    {
+    for (size_t i = 0; i < read; ++i) {
         const uint8_t first = bytes[2 * i], second = bytes[2 * i + 1];
         words[i] = static_cast<uint16_t>(bigEndian ? first << 8 | second : second << 8 | first);
     }

@@ -5,10 +5,9 @@
 
 #include "dicom/data_set.h"
 
-namespace talv
-{
-/// Reads the attributes that describe one Pixel Data element. They are looked for at that element's own level first
-/// (the image itself, or the item of an icon image) and then at the top level.
+namespace talv {
+/// Reads the attributes that describe one Pixel Data element. They are looked for at that element's own level
+/// first (the image itself, or the item of an icon image) and then at the top level.
 class AttributeReader
 {
   public:
@@ -40,8 +39,8 @@ int32_t TruncateToInt32(double value);
 /// Bytes of `element`'s value that its stream really holds, which may be fewer than its length says.
 uint64_t BytesPresent(const DicomElement* element);
 
-/// Reads up to `count` 16-bit words of a value from byte `offset` on, in the data set's byte order. Returns the words
-/// read.
+/// Reads up to `count` 16-bit words of a value from byte `offset` on, in the data set's byte order. Returns
+/// the words read.
 size_t ReadValueWords(DicomDataSet* dataSet, const DicomElement* element, uint64_t offset, uint16_t* words,
                       size_t count);
 }  // namespace talv

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
-namespace talv
-{
+namespace talv {
 bool IsPlainMemory(const ImageBitmap& bitmap)
 {
-    constexpr uint32_t kElsewhere = kBitmapOnDisk | kBitmapCompressedRows | kBitmapTiled | kBitmapCompressedBlocks;
+    constexpr uint32_t kElsewhere =
+        kBitmapOnDisk | kBitmapCompressedRows | kBitmapTiled | kBitmapCompressedBlocks;
     const bool addressable = (bitmap.flags & kBitmapMovable) == 0 || (bitmap.flags & kBitmapLocked) != 0;
     return (bitmap.flags & kBitmapInMemory) != 0 && (bitmap.flags & kElsewhere) == 0 && addressable &&
            bitmap.data != nullptr;
@@ -33,13 +33,12 @@ bool BitmapRowWriter::Deliver(int32_t row, size_t usedBytes)
     const size_t rowBytes = std::max<size_t>(buffer_.size(), bitmap_->bytesPerLine);
     if (usedBytes < rowBytes) std::memset(current_ + usedBytes, 0, rowBytes - usedBytes);
     if (buffer_.empty()) return true;
-    if (callback_ != nullptr)
-    {
+    if (callback_ != nullptr) {
         uint32_t flags = kRowAlways;
         if (row == 0) flags |= kRowFirst;
         if (row == bitmap_->height - 1) flags |= kRowLast;
-        if (const int32_t answer = callback_(info_, bitmap_, current_, flags, row, 1, callbackData_); answer != 1)
-        {
+        if (const int32_t answer = callback_(info_, bitmap_, current_, flags, row, 1, callbackData_);
+            answer != 1) {
             status_ = static_cast<DicomStatus>(answer);
             stopped_ = true;
             return false;

@@ -5,10 +5,9 @@
 
 #include "image/get_image.h"
 
-namespace talv
-{
-/// Hands out the rows of a bitmap to be filled, first to last, and delivers them. Rows are built inside the bitmap
-/// where its pixels lie in one block of memory and nobody wants to see them before; else in a buffer.
+namespace talv {
+/// Hands out the rows of a bitmap to be filled, first to last, and delivers them. Rows are built inside the
+/// bitmap where its pixels lie in one block of memory and nobody wants to see them before; else in a buffer.
 class BitmapRowWriter
 {
   public:
@@ -18,8 +17,8 @@ class BitmapRowWriter
 
     /// Where to build row `row`.
     uint8_t* Begin(int32_t row);
-    /// Clears what lies behind the first `usedBytes` of the row just built and delivers it. False ends the conversion;
-    /// see status().
+    /// Clears what lies behind the first `usedBytes` of the row just built and delivers it. False ends the
+    /// conversion; see status().
     bool Deliver(int32_t row, size_t usedBytes);
 
     /// The answer GetImage gives; kDicomOk while all went well.

@@ -4,11 +4,12 @@
 #include "codecs/entry_points.h"
 #include "dicom/reader.h"
 
-namespace talv
+namespace talv {
+namespace {
+uint32_t CodecDepth(const PixelLayout& layout)
 {
-namespace
-{
-uint32_t CodecDepth(const PixelLayout& layout) { return static_cast<uint32_t>(layout.pixelStride * 8); }
+    return static_cast<uint32_t>(layout.pixelStride * 8);
+}
 
 DicomStatus DicomFromCodec(int32_t result)
 {
@@ -33,7 +34,8 @@ DicomStatus DecodeJpeg(DicomDataSet* dataSet, const FrameLocation& location, con
 DicomStatus DecodeJ2k(DicomDataSet* dataSet, const FrameLocation& location, const PixelLayout& layout,
                       uint8_t* target)
 {
-    const auto decompress = reinterpret_cast<J2kDecompressFrameFunction>(dataSet->tables.codecs.j2kDecompressFrame);
+    const auto decompress =
+        reinterpret_cast<J2kDecompressFrameFunction>(dataSet->tables.codecs.j2kDecompressFrame);
     if (decompress == nullptr) return kDicomCodecMissing;
     EncodedFrame frame;
     if (DicomStatus status = ReadEncodedFrame(dataSet, location, &frame); status != kDicomOk) return status;
@@ -59,13 +61,15 @@ DicomStatus DecodeCodecFrame(DicomDataSet* dataSet, int32_t compression, const F
                              const PixelLayout& layout, uint8_t* target, bool* wrongDepth)
 {
     *wrongDepth = false;
-    switch (compression)
-    {
+    switch (compression) {
         case kCompressionJpegLossless:
-        case kCompressionJpegLossy: return DecodeJpeg(dataSet, location, layout, target, wrongDepth);
+        case kCompressionJpegLossy:
+            return DecodeJpeg(dataSet, location, layout, target, wrongDepth);
         case kCompressionJ2kLossless:
-        case kCompressionJ2k: return DecodeJ2k(dataSet, location, layout, target);
-        default: return kDicomUnsupportedCompression;
+        case kCompressionJ2k:
+            return DecodeJ2k(dataSet, location, layout, target);
+        default:
+            return kDicomUnsupportedCompression;
     }
 }
 }  // namespace talv

@@ -7,10 +7,8 @@
 #include "image/get_image.h"
 #include "raster/remap.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint32_t kTagWindowCenter = 0x00281050, kTagWindowWidth = 0x00281051;
 constexpr uint32_t kTagIntercept = 0x00281052, kTagSlope = 0x00281053;
 constexpr uint32_t kTagModalityTables = 0x00283000, kTagVoiTables = 0x00283010;
@@ -53,20 +51,24 @@ int32_t RemapThroughTable(const ImageOperations& operations, const DisplayTable&
                                  table.firstMapped, table.bitsPerEntry, mode);
 }
 
-int32_t ApplyModality(const ImageOperations& operations, const DisplaySteps& steps, int32_t mode, ImageBitmap* bitmap)
+int32_t ApplyModality(const ImageOperations& operations, const DisplaySteps& steps, int32_t mode,
+                      ImageBitmap* bitmap)
 {
     if (steps.HasRescale()) return operations.remapLinear(bitmap, steps.slope, steps.intercept, mode);
     if (!steps.modality.entries.empty()) return RemapThroughTable(operations, steps.modality, mode, bitmap);
     return kRasterOk;
 }
 
-// Rewritten pixels keep their polarity, which the photometric interpretation tells; a lut is what the eye is to see.
-int32_t ApplyVoi(const ImageOperations& operations, const DisplaySteps& steps, int32_t mode, ImageBitmap* bitmap)
+// Rewritten pixels keep their polarity, which the photometric interpretation tells; a lut is what the eye is
+// to see.
+int32_t ApplyVoi(const ImageOperations& operations, const DisplaySteps& steps, int32_t mode,
+                 ImageBitmap* bitmap)
 {
     const bool invert = steps.inverted && mode == kRemapLut;
     if (steps.hasWindow) return RemapWindow(bitmap, steps.center, steps.width, invert, mode);
     if (!steps.voi.entries.empty())
-        if (int32_t status = RemapThroughTable(operations, steps.voi, mode, bitmap); status < 0) return status;
+        if (int32_t status = RemapThroughTable(operations, steps.voi, mode, bitmap); status < 0)
+            return status;
     return invert ? RemapWindow(bitmap, 0, 0, true, mode) : kRasterOk;  // no width: the whole range
 }
 
@@ -90,7 +92,8 @@ DisplaySteps ReadDisplaySteps(const AttributeReader& reader, const ImageDescript
     if (reader.Real(kTagSlope, 0, &slope) && reader.Real(kTagIntercept, 0, &intercept) && slope != 0)
         steps.slope = slope, steps.intercept = intercept;
     steps.modality = ReadTable(reader, kTagModalityTables, isSigned);
-    steps.hasWindow = reader.Real(kTagWindowCenter, 0, &steps.center) && reader.Real(kTagWindowWidth, 0, &steps.width);
+    steps.hasWindow =
+        reader.Real(kTagWindowCenter, 0, &steps.center) && reader.Real(kTagWindowWidth, 0, &steps.width);
     // After a modality step values may be negative whatever the pixels are.
     const bool voiIsSigned = isSigned || steps.HasRescale();
     steps.voi = ReadTable(reader, kTagVoiTables, voiIsSigned);
@@ -98,15 +101,15 @@ DisplaySteps ReadDisplaySteps(const AttributeReader& reader, const ImageDescript
     return steps;
 }
 
-DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, uint32_t options, ImageBitmap* bitmap,
-                              RememberedLut* remembered)
+DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, uint32_t options,
+                              ImageBitmap* bitmap, RememberedLut* remembered)
 {
     if (bitmap->colorOrder != kOrderGrey) return kDicomOk;
     const int32_t mode = (options & kImageSecondMode) != 0 ? kRemapLut : kRemapPixels;
     const bool modality =
         (options & kImageModality) != 0 && (steps.HasRescale() || !steps.modality.entries.empty());
-    const bool voi = (options & kImageVoi) != 0 && (steps.hasWindow || !steps.voi.entries.empty() ||
-                                                    (steps.inverted && mode == kRemapLut));
+    const bool voi = (options & kImageVoi) != 0 &&
+                     (steps.hasWindow || !steps.voi.entries.empty() || (steps.inverted && mode == kRemapLut));
     if (!modality && !voi) return kDicomOk;
     const ImageOperations& operations = dataSet->tables.images;
     if (operations.remapLinear == nullptr || operations.remapTable == nullptr) return kDicomNoRemapOperation;
@@ -117,8 +120,7 @@ DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, 
 
     int32_t status = modality ? ApplyModality(operations, steps, mode, bitmap) : int32_t{kRasterOk};
     if (status >= 0 && voi) status = ApplyVoi(operations, steps, mode, bitmap);
-    if (status >= 0 && mode == kRemapLut && bitmap->lut != nullptr)
-    {
+    if (status >= 0 && mode == kRemapLut && bitmap->lut != nullptr) {
         remembered->entries.assign(bitmap->lut, bitmap->lut + bitmap->lutLength);
         remembered->options = wanted;
         return InstallLut(remembered->entries, bitmap);

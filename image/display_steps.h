@@ -7,8 +7,7 @@
 #include "image/image_description.h"
 #include "raster/bitmap.h"
 
-namespace talv
-{
+namespace talv {
 /// A modality or VOI look-up table (PS3.3 C.11.1, C.11.2).
 struct DisplayTable
 {
@@ -39,9 +38,9 @@ struct RememberedLut
 
 DisplaySteps ReadDisplaySteps(const AttributeReader& reader, const ImageDescription& description);
 
-/// Applies the steps that `options` asks for to a grey bitmap of more than 8 bits; others are left alone. Either the
-/// pixels are rewritten or, in the second mode, the bitmap's lut is built. kDicomNoRemapOperation when the data set
-/// lacks the operation, kDicomNoMemory, kDicomNoFrame.
-DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, uint32_t options, ImageBitmap* bitmap,
-                              RememberedLut* remembered);
+/// Applies the steps that `options` asks for to a grey bitmap of more than 8 bits; others are left alone.
+/// Either the pixels are rewritten or, in the second mode, the bitmap's lut is built. kDicomNoRemapOperation
+/// when the data set lacks the operation, kDicomNoMemory, kDicomNoFrame.
+DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, uint32_t options,
+                              ImageBitmap* bitmap, RememberedLut* remembered);
 }  // namespace talv

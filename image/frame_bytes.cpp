@@ -7,22 +7,19 @@
 
 #include "image/image_kernels.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint16_t kVrOb = MakeVr('O', 'B');
 
 /// Reads the native bytes `offset` .. `offset` + `count`; false when the stream gives fewer.
 bool ReadNativeBytes(DicomDataSet* dataSet, const FrameLocation& location, uint64_t offset, uint8_t* target,
                      size_t count)
 {
-    if (location.fragments.empty()) return dataSet->ReadValueBytes(location.element, offset, target, count) == count;
-    for (const DicomElement* fragment : location.fragments)
-    {
+    if (location.fragments.empty())
+        return dataSet->ReadValueBytes(location.element, offset, target, count) == count;
+    for (const DicomElement* fragment : location.fragments) {
         const uint64_t present = BytesPresent(fragment);
-        if (offset >= present)
-        {
+        if (offset >= present) {
             offset -= present;
             continue;
         }
@@ -61,10 +58,10 @@ uint64_t FrameBytesPresent(const FrameLocation& location, uint64_t frameSize)
 DicomStatus ReadEncodedFrame(DicomDataSet* dataSet, const FrameLocation& location, EncodedFrame* frame)
 {
     const std::span<DicomElement* const> fragments =
-        location.fragments.empty() ? std::span<DicomElement* const>(&location.element, 1) : location.fragments;
+        location.fragments.empty() ? std::span<DicomElement* const>(&location.element, 1)
+                                   : location.fragments;
     uint64_t total = 0;
-    for (const DicomElement* fragment : fragments)
-    {
+    for (const DicomElement* fragment : fragments) {
         if (BytesPresent(fragment) != fragment->length) return kDicomShortRead;
         total += fragment->length;
     }
@@ -74,30 +71,32 @@ DicomStatus ReadEncodedFrame(DicomDataSet* dataSet, const FrameLocation& locatio
     frame->count = static_cast<size_t>(total);
 
     uint8_t* target = frame->bytes.get();
-    for (const DicomElement* fragment : fragments)
-    {
-        if (dataSet->ReadValueBytes(fragment, 0, target, fragment->length) != fragment->length) return kDicomShortRead;
+    for (const DicomElement* fragment : fragments) {
+        if (dataSet->ReadValueBytes(fragment, 0, target, fragment->length) != fragment->length)
+            return kDicomShortRead;
         target += fragment->length;
     }
     return kDicomOk;
 }
 
-DicomStatus ReadNativeFrame(DicomDataSet* dataSet, const FrameLocation& location, uint64_t frameSize, uint8_t* target)
+DicomStatus ReadNativeFrame(DicomDataSet* dataSet, const FrameLocation& location, uint64_t frameSize,
+                            uint8_t* target)
 {
     const auto present = static_cast<size_t>(FrameBytesPresent(location, frameSize));
     std::memset(target + present, 0, static_cast<size_t>(frameSize) - present);
     if (!HasSwappedWords(*dataSet, location))
-        return ReadNativeBytes(dataSet, location, location.offset, target, present) ? kDicomOk : kDicomShortRead;
+        return ReadNativeBytes(dataSet, location, location.offset, target, present) ? kDicomOk
+                                                                                    : kDicomShortRead;
 
-    if (location.offset % 2 == 0 && present % 2 == 0)
-    {
+    if (location.offset % 2 == 0 && present % 2 == 0) {
         if (!ReadNativeBytes(dataSet, location, location.offset, target, present)) return kDicomShortRead;
         BestImageKernels().swapWords(target, present / 2);
         return kDicomOk;
     }
     // A frame of odd size begins or ends inside a word: read whole words around it.
     const uint64_t start = location.offset & ~uint64_t{1};
-    const uint64_t end = std::min((location.offset + present + 1) & ~uint64_t{1}, ValueBytesPresent(location));
+    const uint64_t end =
+        std::min((location.offset + present + 1) & ~uint64_t{1}, ValueBytesPresent(location));
     std::vector<uint8_t> words(static_cast<size_t>(end - start + 1));
     if (!ReadNativeBytes(dataSet, location, start, words.data(), static_cast<size_t>(end - start)))
         return kDicomShortRead;

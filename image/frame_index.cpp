@@ -4,10 +4,8 @@
 
 #include "dicom/reader.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint32_t kTagNumberOfFrames = 0x00280008;
 constexpr uint32_t kTagExtendedOffsets = 0x7FE00001, kTagExtendedLengths = 0x7FE00002;
 constexpr uint32_t kItemHeaderBytes = 8;
@@ -17,7 +15,8 @@ constexpr uint32_t kSmallestLoneFragment = 4;
 template <class Number>
 std::vector<uint64_t> ReadNumbers(DicomDataSet* dataSet, const DicomElement* element, size_t count)
 {
-    std::vector<uint8_t> bytes(static_cast<size_t>(std::min<uint64_t>(BytesPresent(element), count * sizeof(Number))));
+    std::vector<uint8_t> bytes(
+        static_cast<size_t>(std::min<uint64_t>(BytesPresent(element), count * sizeof(Number))));
     bytes.resize(dataSet->ReadValueBytes(element, 0, bytes.data(), bytes.size()));
     std::vector<uint64_t> numbers(bytes.size() / sizeof(Number));
     for (size_t i = 0; i < numbers.size(); ++i)
@@ -42,8 +41,7 @@ DicomStatus FrameIndex::Build(const AttributeReader& reader, DicomElement* pixel
 {
     if (pixelElement == nullptr || pixelElement->tag != kTagPixelData) return kDicomNoFrame;
     frameSize_ = description.frameSize;
-    if (pixelElement->length == kUndefinedLength)
-    {
+    if (pixelElement->length == kUndefinedLength) {
         if (DicomStatus status = CollectFragments(pixelElement); status != kDicomOk) return status;
         JoinFragments(reader, description.compression);
         return kDicomOk;
@@ -59,8 +57,7 @@ DicomStatus FrameIndex::Build(const AttributeReader& reader, DicomElement* pixel
 DicomStatus FrameIndex::CollectFragments(DicomElement* pixelElement)
 {
     size_t items = 0;
-    for (DicomElement* item = pixelElement->firstChild; item != nullptr; item = item->nextSibling)
-    {
+    for (DicomElement* item = pixelElement->firstChild; item != nullptr; item = item->nextSibling) {
         if (item->tag != kTagItem || item->length == kUndefinedLength) return kDicomNoFrame;
         ++items;
     }
@@ -71,9 +68,7 @@ DicomStatus FrameIndex::CollectFragments(DicomElement* pixelElement)
     if (items == 1)  // without an offset table the only item may be the only frame
     {
         if (fragments_[0]->length < kSmallestLoneFragment) fragments_.clear();
-    }
-    else if (items > 1)
-    {
+    } else if (items > 1) {
         offsetTable_ = fragments_.front();
         fragments_.erase(fragments_.begin());
     }
@@ -81,17 +76,16 @@ DicomStatus FrameIndex::CollectFragments(DicomElement* pixelElement)
     return kDicomOk;
 }
 
-// A frame over several fragments is put together only where the file says so: it declares fewer frames than it has
-// fragments, and a table, the codec's end marks or the lack of any choice tell where they begin. In every other case
-// one fragment is one frame.
+// A frame over several fragments is put together only where the file says so: it declares fewer frames than
+// it has fragments, and a table, the codec's end marks or the lack of any choice tell where they begin. In
+// every other case one fragment is one frame.
 void FrameIndex::JoinFragments(const AttributeReader& reader, int32_t compression)
 {
     int32_t declared = 0;
     if (!reader.Integer(kTagNumberOfFrames, 0, &declared)) return;
     if (declared <= 0 || static_cast<uint32_t>(declared) >= frameCount_) return;
     const auto frames = static_cast<uint32_t>(declared);
-    if (frames == 1)
-    {
+    if (frames == 1) {
         firstFragment_ = {0, frameCount_};
         frameCount_ = 1;
         return;
@@ -104,21 +98,21 @@ void FrameIndex::JoinFragments(const AttributeReader& reader, int32_t compressio
     const DicomElement* extended = reader.Find(kTagExtendedOffsets);
     const DicomElement* lengths = reader.Find(kTagExtendedLengths);
     if (extended != nullptr && lengths != nullptr && extended->length == uint64_t{frames} * 8 &&
-        lengths->length == extended->length && JoinByOffsets(ReadNumbers<uint64_t>(dataSet, extended, frames)))
+        lengths->length == extended->length &&
+        JoinByOffsets(ReadNumbers<uint64_t>(dataSet, extended, frames)))
         return;
     if (compression != kCompressionRle) JoinByEndMarks(dataSet, frames);
 }
 
-/// `offsets` count from the first fragment's item header. Joins nothing unless they ascend from 0 and each is the
-/// place of an item header.
+/// `offsets` count from the first fragment's item header. Joins nothing unless they ascend from 0 and each is
+/// the place of an item header.
 bool FrameIndex::JoinByOffsets(const std::vector<uint64_t>& offsets)
 {
     if (offsets.empty() || offsets.front() != 0) return false;
     std::vector<uint32_t> first;
     first.reserve(offsets.size() + 1);
     uint64_t position = 0;
-    for (uint32_t i = 0; i < fragments_.size() && first.size() < offsets.size(); ++i)
-    {
+    for (uint32_t i = 0; i < fragments_.size() && first.size() < offsets.size(); ++i) {
         if (offsets[first.size()] == position) first.push_back(i);
         position += uint64_t{kItemHeaderBytes} + fragments_[i]->length;
     }
@@ -143,15 +137,15 @@ bool FrameIndex::JoinByEndMarks(DicomDataSet* dataSet, uint32_t declaredFrames)
 bool FrameIndex::Locate(uint32_t frame, FrameLocation* location) const
 {
     if (frame >= frameCount_) return false;
-    if (native_ != nullptr)
-    {
+    if (native_ != nullptr) {
         *location = {native_, frameSize_ * frame, {}};
         return true;
     }
     const std::span<DicomElement* const> all(fragments_);
-    const auto fragments = firstFragment_.empty()
-                               ? all.subspan(frame, 1)
-                               : all.subspan(firstFragment_[frame], firstFragment_[frame + 1] - firstFragment_[frame]);
+    const auto fragments =
+        firstFragment_.empty()
+            ? all.subspan(frame, 1)
+            : all.subspan(firstFragment_[frame], firstFragment_[frame + 1] - firstFragment_[frame]);
     *location = {fragments.front(), 0, fragments};
     return true;
 }

@@ -7,8 +7,7 @@
 #include "image/attribute_reader.h"
 #include "image/image_description.h"
 
-namespace talv
-{
+namespace talv {
 /// Where the bytes of one frame lie.
 struct FrameLocation
 {
@@ -22,7 +21,8 @@ class FrameIndex
 {
   public:
     /// kDicomNoFrame when the element is not Pixel Data or its items are damaged.
-    DicomStatus Build(const AttributeReader& reader, DicomElement* pixelElement, const ImageDescription& description);
+    DicomStatus Build(const AttributeReader& reader, DicomElement* pixelElement,
+                      const ImageDescription& description);
 
     uint32_t frameCount() const { return frameCount_; }
     /// False for a frame beyond the last.
@@ -34,10 +34,11 @@ class FrameIndex
     bool JoinByOffsets(const std::vector<uint64_t>& offsets);
     bool JoinByEndMarks(DicomDataSet* dataSet, uint32_t declaredFrames);
 
-    DicomElement* native_ = nullptr;         // the Pixel Data element, when its value has a defined length
-    DicomElement* offsetTable_ = nullptr;    // first item
-    std::vector<DicomElement*> fragments_;   // the items after it
-    std::vector<uint32_t> firstFragment_;    // of each frame, and the end; empty while one fragment is one frame
+    DicomElement* native_ = nullptr;        // the Pixel Data element, when its value has a defined length
+    DicomElement* offsetTable_ = nullptr;   // first item
+    std::vector<DicomElement*> fragments_;  // the items after it
+    std::vector<uint32_t>
+        firstFragment_;  // of each frame, and the end; empty while one fragment is one frame
     uint32_t frameCount_ = 0;
     uint64_t frameSize_ = 0;
 };

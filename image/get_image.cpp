@@ -13,12 +13,10 @@
 #include "image/value_scaling.h"
 #include "raster/palette.h"
 
-namespace talv
-{
-namespace
-{
-/// Frames above this size must bring at least 1 / kLeastShare of it in the file: no coding of a real picture shrinks
-/// one further, and a small file never costs a large allocation.
+namespace talv {
+namespace {
+/// Frames above this size must bring at least 1 / kLeastShare of it in the file: no coding of a real picture
+/// shrinks one further, and a small file never costs a large allocation.
 constexpr uint64_t kSuspiciousFrameBytes = uint64_t{64} << 20;
 constexpr uint64_t kLeastShare = 1024;
 constexpr size_t kSpareBytes = 8;  // behind the frame buffer
@@ -35,8 +33,13 @@ class FrameJob
   public:
     FrameJob(DicomDataSet* dataSet, ImageRecord* record, const FrameLocation& location, ImageBitmap* bitmap,
              uint32_t options, RowCallback callback, void* callbackData)
-        : dataSet_(dataSet), record_(record), location_(location), bitmap_(bitmap), options_(options),
-          callback_(callback), callbackData_(callbackData),
+        : dataSet_(dataSet),
+          record_(record),
+          location_(location),
+          bitmap_(bitmap),
+          options_(options),
+          callback_(callback),
+          callbackData_(callbackData),
           layout_(MakePixelLayout(record->description))
     {}
 
@@ -73,31 +76,32 @@ DicomStatus FrameJob::CreateTarget()
     const auto bits = static_cast<int32_t>(layout_.outputBits);
     const uint32_t order = layout_.outputBits == 16 ? uint32_t{kOrderGrey} : layout_.colorOrder;
     const PaletteEntry* palette = nullptr;
-    if (layout_.outputBits == 1) palette = kBlackAndWhite;
+    if (layout_.outputBits == 1)
+        palette = kBlackAndWhite;
     else if (layout_.outputBits == 8)
         palette = layout_.grey ? record_->greyPalette.data() : record_->mapping.entries().data();
-    const int32_t status =
-        CreateBitmap(bitmap_, kBitmapStructSize, kMemory, static_cast<int32_t>(layout_.columns),
-                     static_cast<int32_t>(layout_.rows), bits, order, palette, description().layoutCode, nullptr, 0);
+    const int32_t status = CreateBitmap(
+        bitmap_, kBitmapStructSize, kMemory, static_cast<int32_t>(layout_.columns),
+        static_cast<int32_t>(layout_.rows), bits, order, palette, description().layoutCode, nullptr, 0);
     if (status < 0) return status == kRasterNoMemory ? kDicomNoMemory : kDicomNoFrame;
 
-    if (description().xResolution != 0 && description().yResolution != 0)
-    {
-        // Kept: both axes get the horizontal resolution. Pinned by GetImage.BothAxesGetTheHorizontalResolution.
+    if (description().xResolution != 0 && description().yResolution != 0) {
+        // Kept: both axes get the horizontal resolution. Pinned by
+        // GetImage.BothAxesGetTheHorizontalResolution.
         bitmap_->xResolution = description().xResolution;
         bitmap_->yResolution = description().xResolution;
     }
     return kDicomOk;
 }
 
-// A frame whose pixels are as deep as the bitmap's is decoded into the end of the bitmap's own pixels, from where every
-// row moves forward to its place; others get a buffer.
+// A frame whose pixels are as deep as the bitmap's is decoded into the end of the bitmap's own pixels, from
+// where every row moves forward to its place; others get a buffer.
 DicomStatus FrameJob::PlaceFrame()
 {
-    const bool sameShape = layout_.pixelStride * 8 == layout_.outputBits && layout_.frameBytes <= bitmap_->dataSize &&
+    const bool sameShape = layout_.pixelStride * 8 == layout_.outputBits &&
+                           layout_.frameBytes <= bitmap_->dataSize &&
                            layout_.rowStride * layout_.rows == layout_.frameBytes;
-    if (sameShape && callback_ == nullptr && IsPlainMemory(*bitmap_))
-    {
+    if (sameShape && callback_ == nullptr && IsPlainMemory(*bitmap_)) {
         frame_ = bitmap_->data + (bitmap_->dataSize - layout_.frameBytes);
         return kDicomOk;
     }
@@ -110,17 +114,17 @@ DicomStatus FrameJob::PlaceFrame()
 DicomStatus FrameJob::DecodeFrame()
 {
     if (DicomStatus status = PlaceFrame(); status != kDicomOk) return status;
-    switch (description().compression)
-    {
-        case kCompressionNone: return ReadNativeFrame(dataSet_, location_, layout_.frameBytes, frame_);
-        case kCompressionRle:
-        {
+    switch (description().compression) {
+        case kCompressionNone:
+            return ReadNativeFrame(dataSet_, location_, layout_.frameBytes, frame_);
+        case kCompressionRle: {
             EncodedFrame encoded;
             DicomStatus status = ReadEncodedFrame(dataSet_, location_, &encoded);
             if (status != kDicomOk) return status;
             return DecodeRleItem(encoded.bytes.get(), encoded.count, description(), frame_);
         }
-        default: break;
+        default:
+            break;
     }
     bool wrongDepth = false;
     const DicomStatus status =
@@ -164,10 +168,10 @@ void FrameJob::Convert(BitmapRowWriter* rows)
 {
     if (!layout_.fromCodec) ConvertYbrFull(layout_, frame_);
     if (layout_.outputBits == 1) return ConvertOneBit(layout_, frame_, rows);
-    if (layout_.outputBits == 16)
-    {
+    if (layout_.outputBits == 16) {
         const bool stored32 = layout_.bitsAllocated == 32 && !layout_.fromCodec;
-        if (layout_.bitsAllocated == 12 && layout_.pixelStride == 0) return ConvertPacked12(layout_, frame_, rows);
+        if (layout_.bitsAllocated == 12 && layout_.pixelStride == 0)
+            return ConvertPacked12(layout_, frame_, rows);
         if (!stored32) return ConvertGrey16(layout_, frame_, rows);
         ValueRange range = {static_cast<uint32_t>(description().smallestValue),
                             static_cast<uint32_t>(description().largestValue)};
@@ -175,15 +179,15 @@ void FrameJob::Convert(BitmapRowWriter* rows)
             range = RangeOfLongs(frame_, layout_.frameBytes / 4);
         return ConvertLongs(layout_, range, frame_, rows);
     }
-    if (layout_.photometricCode == kPaletteColor)
-    {
+    if (layout_.photometricCode == kPaletteColor) {
         if (layout_.outputBits == 8)
             return ConvertPaletteIndices(layout_, record_->mapping, record_->indexTable, frame_, rows);
         return ConvertPaletteColors(layout_, record_->mapping, record_->colorTable, frame_, rows);
     }
     if (layout_.outputBits == 8) return ConvertGrey8(layout_, frame_, rows);
     if (layout_.fromCodec && layout_.samplesPerPixel == 3) return CopyCodecColors(layout_, frame_, rows);
-    const ByteScale scale(layout_, FindValueRange(description(), layout_, record_->alwaysMeasureRange, frame_),
+    const ByteScale scale(layout_,
+                          FindValueRange(description(), layout_, record_->alwaysMeasureRange, frame_),
                           uint64_t{layout_.columns} * layout_.rows * 3);
     ConvertColors(layout_, scale, frame_, rows);
 }
@@ -274,9 +278,9 @@ DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageB
 }
 }  // namespace
 
-DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap, uint32_t structSize,
-                     uint32_t frame, int32_t /*reserved1*/, int32_t /*reserved2*/, uint32_t options,
-                     RowCallback rowCallback, void* callbackData)
+DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
+                     uint32_t structSize, uint32_t frame, int32_t /*reserved1*/, int32_t /*reserved2*/,
+                     uint32_t options, RowCallback rowCallback, void* callbackData)
 {
     if (structSize != kBitmapStructSize) return kDicomWrongStructSize;
     if (dataSet == nullptr || bitmap == nullptr) return kDicomInvalidArgument;
@@ -284,12 +288,9 @@ DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBit
     bitmap->structSize = structSize;
     if (pixelElement == nullptr) return kDicomNoFrame;
     DicomStatus status = kDicomNoMemory;
-    try
-    {
+    try {
         status = MakeBitmap(dataSet, pixelElement, bitmap, frame, options, rowCallback, callbackData);
-    }
-    catch (const std::bad_alloc&)
-    {
+    } catch (const std::bad_alloc&) {
     }
     if (status != kDicomOk) FreeBitmap(bitmap);
     return status;

@@ -5,8 +5,7 @@
 #include "dicom/data_set.h"
 #include "raster/bitmap.h"
 
-namespace talv
-{
+namespace talv {
 /// Options of GetImage.
 enum ImageOptions : uint32_t
 {
@@ -36,15 +35,17 @@ enum RowFlags : uint32_t
     kRowLast = 8,
 };
 
-/// Called after each row has been converted and before it is written; any answer but 1 ends GetImage with that answer.
-using RowCallback = int32_t (*)(const ImageFileInfo* info, ImageBitmap* bitmap, uint8_t* row, uint32_t rowFlags,
-                                int32_t rowIndex, int32_t one, void* callbackData);
+/// Called after each row has been converted and before it is written; any answer but 1 ends GetImage with
+/// that answer.
+using RowCallback = int32_t (*)(const ImageFileInfo* info, ImageBitmap* bitmap, uint8_t* row,
+                                uint32_t rowFlags, int32_t rowIndex, int32_t one, void* callbackData);
 
-/// Decodes frame `frame` (from 0) of `pixelElement` into a new bitmap, which the caller frees with FreeBitmap.
-/// `structSize` must be kBitmapStructSize; `reserved1` and `reserved2` are not used. On failure no bitmap is left.
-DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap, uint32_t structSize,
-                     uint32_t frame, int32_t reserved1, int32_t reserved2, uint32_t options, RowCallback rowCallback,
-                     void* callbackData);
+/// Decodes frame `frame` (from 0) of `pixelElement` into a new bitmap, which the caller frees with
+/// FreeBitmap. `structSize` must be kBitmapStructSize; `reserved1` and `reserved2` are not used. On failure
+/// no bitmap is left.
+DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
+                     uint32_t structSize, uint32_t frame, int32_t reserved1, int32_t reserved2,
+                     uint32_t options, RowCallback rowCallback, void* callbackData);
 
 /// GetImage; with a null `pixelElement` frames are counted across all Pixel Data elements of the data set.
 DicomStatus GetImageFromDataSet(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,

@@ -5,24 +5,24 @@
 #include "dicom/reader.h"
 #include "image/palette_tables.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint32_t kTagSamplesPerPixel = 0x00280002, kTagPhotometric = 0x00280004, kTagPlanar = 0x00280006;
 constexpr uint32_t kTagRows = 0x00280010, kTagColumns = 0x00280011;
 constexpr uint32_t kTagBitsAllocated = 0x00280100, kTagBitsStored = 0x00280101, kTagHighBit = 0x00280102;
 constexpr uint32_t kTagPixelRepresentation = 0x00280103;
 constexpr uint32_t kTagSmallestValid = 0x00280104, kTagLargestValid = 0x00280105;
 constexpr uint32_t kTagSmallest = 0x00280106, kTagLargest = 0x00280107;
-constexpr uint32_t kTagPixelSpacing = 0x00280030, kTagImagerSpacing = 0x00181164, kTagScannedSpacing = 0x00182010;
+constexpr uint32_t kTagPixelSpacing = 0x00280030, kTagImagerSpacing = 0x00181164,
+                   kTagScannedSpacing = 0x00182010;
 
 constexpr double kMillimetresPerInch = 25.4;
 constexpr uint32_t kMaxBitsAllocated = 32;
 
 // Indexed by PhotometricCode.
-constexpr const char* kPhotometricNames[] = {"MONOCHROME1", "MONOCHROME2",  "PALETTE COLOR", "RGB",     "ARGB",
-                                             "CMYK",        "YBR_FULL_422", "YBR_FULL",      "YBR_RCT", "YBR_ICT"};
+constexpr const char* kPhotometricNames[] = {"MONOCHROME1", "MONOCHROME2", "PALETTE COLOR", "RGB",
+                                             "ARGB",        "CMYK",        "YBR_FULL_422",  "YBR_FULL",
+                                             "YBR_RCT",     "YBR_ICT"};
 
 bool ReadPhotometric(const AttributeReader& reader, ImageDescription* description)
 {
@@ -31,8 +31,7 @@ bool ReadPhotometric(const AttributeReader& reader, ImageDescription* descriptio
     if (!reader.Text(kTagPhotometric, &text)) return false;
     std::strncpy(description->photometricText, text.c_str(), sizeof description->photometricText - 1);
     for (uint32_t code = 0; code < std::size(kPhotometricNames); ++code)
-        if (text == kPhotometricNames[code])
-        {
+        if (text == kPhotometricNames[code]) {
             description->photometricCode = code;
             return true;
         }
@@ -42,12 +41,14 @@ bool ReadPhotometric(const AttributeReader& reader, ImageDescription* descriptio
 /// True when every pixel has the samples that its photometric interpretation takes (PS3.3 C.7.6.3.1.2).
 bool SamplesFitPhotometric(const ImageDescription& description)
 {
-    switch (description.photometricCode)
-    {
-        case kRgb: return description.samplesPerPixel == 3 || description.samplesPerPixel == 4;
+    switch (description.photometricCode) {
+        case kRgb:
+            return description.samplesPerPixel == 3 || description.samplesPerPixel == 4;
         case kArgb:
-        case kCmyk: return description.samplesPerPixel == 4;
-        default: return true;
+        case kCmyk:
+            return description.samplesPerPixel == 4;
+        default:
+            return true;
     }
 }
 
@@ -56,12 +57,12 @@ void ChooseOutput(ImageDescription* description)
 {
     description->outputBits = 8;
     description->greyLevel = 1;
-    switch (description->photometricCode)
-    {
-        case kMonochrome1: break;
+    switch (description->photometricCode) {
+        case kMonochrome1:
+            break;
         case kMonochrome2:
-            if (description->bitsStored == 1 && description->bitsAllocated == 1 && description->highBit == 0 &&
-                description->samplesPerPixel == 1)
+            if (description->bitsStored == 1 && description->bitsAllocated == 1 &&
+                description->highBit == 0 && description->samplesPerPixel == 1)
                 description->outputBits = 1, description->greyLevel = 0;
             break;
         case kPaletteColor:
@@ -84,7 +85,8 @@ void ChooseOutput(ImageDescription* description)
     description->colorOrder = description->outputBits == 16 ? 2 : description->outputBits == 24 ? 1 : 0;
 }
 
-bool ReadLimit(const AttributeReader& reader, uint32_t imageTag, uint32_t validTag, bool isSigned, int32_t* value)
+bool ReadLimit(const AttributeReader& reader, uint32_t imageTag, uint32_t validTag, bool isSigned,
+               int32_t* value)
 {
     int32_t number = 0;
     if (!reader.Integer(imageTag, 0, &number) && !reader.Integer(validTag, 0, &number)) return false;
@@ -94,8 +96,7 @@ bool ReadLimit(const AttributeReader& reader, uint32_t imageTag, uint32_t validT
 
 void ReadResolution(const AttributeReader& reader, ImageDescription* description)
 {
-    for (uint32_t tag : {kTagPixelSpacing, kTagImagerSpacing, kTagScannedSpacing})
-    {
+    for (uint32_t tag : {kTagPixelSpacing, kTagImagerSpacing, kTagScannedSpacing}) {
         double first = 0, second = 0;
         if (!reader.Real(tag, 0, &first) || !reader.Real(tag, 1, &second)) continue;
         if (first != 0) description->yResolution = TruncateToInt32(kMillimetresPerInch / first + 0.5);
@@ -109,8 +110,8 @@ uint64_t FrameSize(const ImageDescription& description)
 {
     const uint64_t rows = description.rows, columns = description.columns;
     if (description.bitsAllocated == 1 && description.samplesPerPixel == 1) return (columns + 7) / 8 * rows;
-    const uint64_t rowBytes =
-        uint64_t{(description.bitsAllocated - 1) / 8 + 1} * description.samplesPerPixel * columns;  // below 2^50
+    const uint64_t rowBytes = uint64_t{(description.bitsAllocated - 1) / 8 + 1} *
+                              description.samplesPerPixel * columns;  // below 2^50
     return rowBytes > UINT64_MAX / rows ? UINT64_MAX : rowBytes * rows;
 }
 }  // namespace
@@ -121,7 +122,8 @@ bool ClampBitAttributes(ImageDescription* description)
     if (description->bitsAllocated > kMaxBitsAllocated) return false;
     if (description->bitsStored == 0 || description->bitsStored > description->bitsAllocated)
         description->bitsStored = description->bitsAllocated;
-    if (description->highBit >= description->bitsAllocated || description->highBit + 1 < description->bitsStored)
+    if (description->highBit >= description->bitsAllocated ||
+        description->highBit + 1 < description->bitsStored)
         description->highBit = description->bitsStored - 1;
     return true;
 }
@@ -149,31 +151,19 @@ DicomStatus ReadImageAttributes(const AttributeReader& reader, ImageDescription*
     const bool isSigned = description->pixelRepresentation == 1;
     description->hasSmallest =
         ReadLimit(reader, kTagSmallest, kTagSmallestValid, isSigned, &description->smallestValue);
-    description->hasLargest = ReadLimit(reader, kTagLargest, kTagLargestValid, isSigned, &description->largestValue);
+    description->hasLargest =
+        ReadLimit(reader, kTagLargest, kTagLargestValid, isSigned, &description->largestValue);
 
     const uint32_t samples = reader.Unsigned(kTagSamplesPerPixel);
     description->samplesPerPixel = samples == 0 ? 1 : samples;
     if (description->samplesPerPixel > UINT16_MAX) return kDicomNoFrame;
     if (description->samplesPerPixel > 1) description->planarConfiguration = reader.Unsigned(kTagPlanar);
-    if (!ReadPhotometric(reader, description) || !SamplesFitPhotometric(*description)) return kDicomUnknownPhotometric;
+    if (!ReadPhotometric(reader, description) || !SamplesFitPhotometric(*description))
+        return kDicomUnknownPhotometric;
     ChooseOutput(description);
     ReadResolution(reader, description);
     description->frameSize = FrameSize(*description);
     if (description->samplesPerPixel == 3) description->pixelRepresentation = 0;
     return kDicomOk;
-}
-
-const char* CompressionName(int32_t compression)
-{
-    switch (compression)
-    {
-        case kCompressionNone: return "None";
-        case kCompressionRle: return "Run Length";
-        case kCompressionJpegLossless: return "JPEG Lossless";
-        case kCompressionJpegLossy: return "JPEG Lossy";
-        case kCompressionJ2kLossless: return "JPEG2000 Lossless";
-        case kCompressionJ2k: return "JPEG2000";
-        default: return "Unknown";
-    }
 }
 }  // namespace talv

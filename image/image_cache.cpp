@@ -4,10 +4,8 @@
 #include "image/palette_tables.h"
 #include "image/window_palette.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint32_t kTagManufacturer = 0x00080070;
 // Files of this maker carry a value range that their pixels do not keep to.
 constexpr const char* kUntrustedRangeMaker = "Toshiba";
@@ -29,12 +27,13 @@ DicomStatus ImageCache::FindRecord(DicomDataSet* dataSet, DicomElement* pixelEle
 {
     const AttributeReader reader(dataSet, pixelElement);
     auto found = records_.find(pixelElement);
-    if (found == records_.end())
-    {
+    if (found == records_.end()) {
         if (pixelElement == nullptr || pixelElement->tag != kTagPixelData) return kDicomNoFrame;
         auto made = std::make_unique<ImageRecord>();
-        if (DicomStatus status = ReadImageAttributes(reader, &made->description); status != kDicomOk) return status;
-        if (DicomStatus status = made->index.Build(reader, pixelElement, made->description); status != kDicomOk)
+        if (DicomStatus status = ReadImageAttributes(reader, &made->description); status != kDicomOk)
+            return status;
+        if (DicomStatus status = made->index.Build(reader, pixelElement, made->description);
+            status != kDicomOk)
             return status;
         made->description.frameCount = made->index.frameCount();
         std::string maker;
@@ -42,9 +41,9 @@ DicomStatus ImageCache::FindRecord(DicomDataSet* dataSet, DicomElement* pixelEle
         found = records_.emplace(pixelElement, std::move(made)).first;
     }
     *record = found->second.get();
-    if (loadPalettes && !(*record)->palettesLoaded)
-    {
-        if (DicomStatus status = LoadPaletteTables(reader, &(*record)->description); status != kDicomOk) return status;
+    if (loadPalettes && !(*record)->palettesLoaded) {
+        if (DicomStatus status = LoadPaletteTables(reader, &(*record)->description); status != kDicomOk)
+            return status;
         (*record)->palettesLoaded = true;
     }
     return kDicomOk;
@@ -55,18 +54,16 @@ DicomStatus PrepareRecord(DicomDataSet* dataSet, DicomElement* pixelElement, Ima
     if (record->prepared) return record->preparedStatus;
     const ImageDescription& description = record->description;
     record->display = ReadDisplaySteps(AttributeReader(dataSet, pixelElement), description);
-    if (description.photometricCode == kPaletteColor)
-    {
+    if (description.photometricCode == kPaletteColor) {
         record->preparedStatus = record->mapping.Build(description);
         const PixelLayout layout = MakePixelLayout(description);
-        if (record->preparedStatus == kDicomOk && layout.bytesPerSample <= 2)
-        {
-            if (description.outputBits == 8) record->mapping.MakeIndexTable(layout, &record->indexTable);
-            else record->mapping.MakeColorTable(layout, &record->colorTable);
+        if (record->preparedStatus == kDicomOk && layout.bytesPerSample <= 2) {
+            if (description.outputBits == 8)
+                record->mapping.MakeIndexTable(layout, &record->indexTable);
+            else
+                record->mapping.MakeColorTable(layout, &record->colorTable);
         }
-    }
-    else if (description.outputBits == 8)
-    {
+    } else if (description.outputBits == 8) {
         const DisplaySteps& display = record->display;
         record->greyPalette.resize(256);
         MakeWindowPalette(display.hasWindow ? display.center : kIdentityCenter,

@@ -10,8 +10,7 @@
 #include "image/palette_mapping.h"
 #include "raster/bitmap.h"
 
-namespace talv
-{
+namespace talv {
 /// Everything about one Pixel Data element that does not change from frame to frame.
 struct ImageRecord
 {
@@ -26,9 +25,9 @@ struct ImageRecord
     DisplaySteps display;
     RememberedLut lut;
     PaletteMapping mapping;
-    std::vector<uint8_t> indexTable;         ///< palette of up to 256 entries
-    std::vector<PaletteEntry> colorTable;    ///< larger palette
-    std::vector<PaletteEntry> greyPalette;   ///< 8-bit grey output
+    std::vector<uint8_t> indexTable;        ///< palette of up to 256 entries
+    std::vector<PaletteEntry> colorTable;   ///< larger palette
+    std::vector<PaletteEntry> greyPalette;  ///< 8-bit grey output
 };
 
 /// The Pixel Data elements whose frames are counted through, and the number of each one's first frame.
@@ -45,9 +44,10 @@ class ImageCache : public DataSetAttachment
     /// The data set's cache, made when there is none.
     static ImageCache& Of(DicomDataSet* dataSet);
 
-    /// The record of `pixelElement`; made when there is none. Failures are not remembered. The palettes are loaded when
-    /// asked for.
-    DicomStatus FindRecord(DicomDataSet* dataSet, DicomElement* pixelElement, bool loadPalettes, ImageRecord** record);
+    /// The record of `pixelElement`; made when there is none. Failures are not remembered. The palettes are
+    /// loaded when asked for.
+    DicomStatus FindRecord(DicomDataSet* dataSet, DicomElement* pixelElement, bool loadPalettes,
+                           ImageRecord** record);
 
     std::vector<FrameRun> runs;  ///< with an end mark
     bool runsKnown = false;

@@ -4,16 +4,14 @@
 
 #include "image/image_cache.h"
 
-namespace talv
-{
-DicomStatus ReadImageDescription(DicomDataSet* dataSet, DicomElement* pixelElement, ImageDescription* description,
-                                 uint32_t frame, bool loadPalettes)
+namespace talv {
+DicomStatus ReadImageDescription(DicomDataSet* dataSet, DicomElement* pixelElement,
+                                 ImageDescription* description, uint32_t frame, bool loadPalettes)
 {
     if (dataSet == nullptr || description == nullptr) return kDicomInvalidArgument;
     *description = {};
     if (pixelElement == nullptr) return kDicomNoFrame;
-    try
-    {
+    try {
         ImageRecord* record = nullptr;
         DicomStatus status = ImageCache::Of(dataSet).FindRecord(dataSet, pixelElement, loadPalettes, &record);
         if (status != kDicomOk) return status;
@@ -23,9 +21,7 @@ DicomStatus ReadImageDescription(DicomDataSet* dataSet, DicomElement* pixelEleme
         description->frameElement = location.element;
         description->frameOffset = location.offset;
         return found ? kDicomOk : kDicomNoFrame;
-    }
-    catch (const std::bad_alloc&)
-    {
+    } catch (const std::bad_alloc&) {
         return kDicomNoMemory;
     }
 }

@@ -5,8 +5,7 @@
 
 #include "dicom/data_set.h"
 
-namespace talv
-{
+namespace talv {
 enum PhotometricCode : uint32_t
 {
     kMonochrome1 = 0,
@@ -24,7 +23,7 @@ enum PhotometricCode : uint32_t
 /// One colour's palette: descriptor and, when asked for, its entries.
 struct ColourTable
 {
-    uint32_t entryCount = 0;   ///< 65536 for a stored 0; 0 when there is no descriptor
+    uint32_t entryCount = 0;  ///< 65536 for a stored 0; 0 when there is no descriptor
     int32_t firstMapped = 0;
     uint32_t bitsPerEntry = 0;
     std::vector<uint16_t> entries;
@@ -54,19 +53,19 @@ struct ImageDescription
     int32_t paletteFirst = 0;     ///< smallest of the three first mapped values
     uint32_t outputBits = 0;      ///< 1, 8, 16 or 24
     uint32_t layoutCode = 1;
-    int32_t compression = 0;      ///< CompressionKind
+    int32_t compression = 0;  ///< CompressionKind
     uint32_t greyLevel = 0;
     uint32_t colorOrder = 0;
-    uint32_t frameCount = 0;      ///< frames found in this element
-    uint64_t frameSize = 0;       ///< bytes of one native frame
-    uint64_t frameOffset = 0;     ///< of the frame inside the element's value (native data)
+    uint32_t frameCount = 0;               ///< frames found in this element
+    uint64_t frameSize = 0;                ///< bytes of one native frame
+    uint64_t frameOffset = 0;              ///< of the frame inside the element's value (native data)
     DicomElement* frameElement = nullptr;  ///< the Pixel Data element or one of its items
 };
 
-/// Reads the attributes and locates `frame` (from 0). kDicomNoGeometry, kDicomUnknownPhotometric, kDicomNoFrame,
-/// kDicomNoMemory. What belongs to the file is remembered with the data set until it changes.
-DicomStatus ReadImageDescription(DicomDataSet* dataSet, DicomElement* pixelElement, ImageDescription* description,
-                                 uint32_t frame, bool loadPalettes);
+/// Reads the attributes and locates `frame` (from 0). kDicomNoGeometry, kDicomUnknownPhotometric,
+/// kDicomNoFrame, kDicomNoMemory. What belongs to the file is remembered with the data set until it changes.
+DicomStatus ReadImageDescription(DicomDataSet* dataSet, DicomElement* pixelElement,
+                                 ImageDescription* description, uint32_t frame, bool loadPalettes);
 
 /// Name of a compression kind: "None", "Run Length", "JPEG Lossless", ...
 const char* CompressionName(int32_t compression);

@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 void SwapRgb(const uint8_t* source, uint8_t* target, size_t pixels)
 {
-    for (size_t i = 0; i < 3 * pixels; i += 3)
-    {
+    for (size_t i = 0; i < 3 * pixels; i += 3) {
         const uint8_t first = source[i], second = source[i + 1], third = source[i + 2];
         target[i] = third;
         target[i + 1] = second;
@@ -20,8 +17,7 @@ void SwapRgb(const uint8_t* source, uint8_t* target, size_t pixels)
 
 void FlipWords(const uint8_t* source, uint8_t* target, size_t words, uint16_t flip)
 {
-    for (size_t i = 0; i < 2 * words; i += 2)
-    {
+    for (size_t i = 0; i < 2 * words; i += 2) {
         target[i] = static_cast<uint8_t>(source[i] ^ (flip & 0xFF));
         target[i + 1] = static_cast<uint8_t>(source[i + 1] ^ flip >> 8);
     }
@@ -45,8 +41,7 @@ void RangeOfBytes(const uint8_t* bytes, size_t count, ValueRange* range)
 
 void RangeOfWords(const uint8_t* words, size_t count, WordValue value, ValueRange* range)
 {
-    for (size_t i = 0; i < 2 * count; i += 2)
-    {
+    for (size_t i = 0; i < 2 * count; i += 2) {
         const auto moved = static_cast<uint16_t>((words[i] | words[i + 1] << 8) + value.offset);
         Extend(range, uint32_t{moved} >> value.shift & value.mask);
     }
@@ -54,24 +49,26 @@ void RangeOfWords(const uint8_t* words, size_t count, WordValue value, ValueRang
 
 void Interleave2(const uint8_t* first, const uint8_t* second, uint8_t* target, size_t count)
 {
-    for (size_t i = 0; i < count; ++i)
-    {
+    for (size_t i = 0; i < count; ++i) {
         target[2 * i] = first[i];
         target[2 * i + 1] = second[i];
     }
 }
 
-void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* target, size_t count)
+void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* target,
+                 size_t count)
 {
-    for (size_t i = 0; i < count; ++i)
-    {
+    for (size_t i = 0; i < count; ++i) {
         target[3 * i] = first[i];
         target[3 * i + 1] = second[i];
         target[3 * i + 2] = third[i];
     }
 }
 
-uint8_t ThousandthsToByte(int32_t thousandths) { return static_cast<uint8_t>(std::clamp(thousandths / 1000, 0, 255)); }
+uint8_t ThousandthsToByte(int32_t thousandths)
+{
+    return static_cast<uint8_t>(std::clamp(thousandths / 1000, 0, 255));
+}
 
 // Kept: full-range YBR data would be expected to go through the full-range matrix of PS3.3 C.7.6.3.1.2; the
 // studio-range one of ITU-R BT.601 is used. Pinned by YbrToRgb.UsesTheStudioRangeMatrix.

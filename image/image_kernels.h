@@ -5,8 +5,7 @@
 
 #include "platform/cpu.h"
 
-namespace talv
-{
+namespace talv {
 /// Smallest and largest value seen so far.
 struct ValueRange
 {
@@ -21,8 +20,8 @@ struct WordValue
     uint8_t shift;
 };
 
-/// Loops that every sample of a frame passes. No pointer needs any alignment; 16-bit samples are little-endian words.
-/// Where a target is given it may be the source itself or lie anywhere before it.
+/// Loops that every sample of a frame passes. No pointer needs any alignment; 16-bit samples are
+/// little-endian words. Where a target is given it may be the source itself or lie anywhere before it.
 struct ImageKernels
 {
     /// First and third byte of every 24-bit pixel change places.

@@ -2,23 +2,32 @@
 
 #include "image/image_kernels.h"
 
-namespace talv
+namespace talv {
+namespace {
+__m128i Load16(const uint8_t* bytes)
 {
-namespace
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+}
+void Store16(uint8_t* bytes, __m128i value)
 {
-__m128i Load16(const uint8_t* bytes) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)); }
-void Store16(uint8_t* bytes, __m128i value) { _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), value); }
-__m256i Load(const uint8_t* bytes) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes)); }
-void Store(uint8_t* bytes, __m256i value) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), value); }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), value);
+}
+__m256i Load(const uint8_t* bytes)
+{
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
+}
+void Store(uint8_t* bytes, __m256i value)
+{
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), value);
+}
 
-// Ten pixels a round, five in each half; the odd byte of a half is stored as it was and belongs to what follows. Both
-// halves are loaded before the first is stored.
+// Ten pixels a round, five in each half; the odd byte of a half is stored as it was and belongs to what
+// follows. Both halves are loaded before the first is stored.
 void SwapRgb(const uint8_t* source, uint8_t* target, size_t pixels)
 {
     const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
     size_t i = 0;
-    for (; i + 11 <= pixels; i += 10)
-    {
+    for (; i + 11 <= pixels; i += 10) {
         const __m128i low = Load16(source + 3 * i), high = Load16(source + 3 * i + 15);
         Store16(target + 3 * i, _mm_shuffle_epi8(low, order));
         Store16(target + 3 * i + 15, _mm_shuffle_epi8(high, order));
@@ -37,8 +46,7 @@ void FlipWords(const uint8_t* source, uint8_t* target, size_t words, uint16_t fl
 void SwapWords(uint8_t* words, size_t count)
 {
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m256i value = Load(words + 2 * i);
         Store(words + 2 * i, _mm256_or_si256(_mm256_slli_epi16(value, 8), _mm256_srli_epi16(value, 8)));
     }
@@ -49,14 +57,12 @@ void RangeOfBytes(const uint8_t* bytes, size_t count, ValueRange* range)
 {
     __m256i smallest = _mm256_set1_epi8(-1), largest = _mm256_setzero_si256();
     size_t i = 0;
-    for (; i + 32 <= count; i += 32)
-    {
+    for (; i + 32 <= count; i += 32) {
         const __m256i value = Load(bytes + i);
         smallest = _mm256_min_epu8(smallest, value);
         largest = _mm256_max_epu8(largest, value);
     }
-    if (i != 0)
-    {
+    if (i != 0) {
         uint8_t lanes[64];
         Store(lanes, smallest);
         Store(lanes + 32, largest);
@@ -72,15 +78,13 @@ void RangeOfWords(const uint8_t* words, size_t count, WordValue value, ValueRang
     const __m128i shift = _mm_cvtsi32_si128(value.shift);
     __m256i smallest = _mm256_set1_epi16(-1), largest = _mm256_setzero_si256();
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m256i moved = _mm256_add_epi16(Load(words + 2 * i), offset);
         const __m256i taken = _mm256_and_si256(_mm256_srl_epi16(moved, shift), mask);
         smallest = _mm256_min_epu16(smallest, taken);
         largest = _mm256_max_epu16(largest, taken);
     }
-    if (i != 0)
-    {
+    if (i != 0) {
         uint8_t lanes[64];
         Store(lanes, smallest);
         Store(lanes + 32, largest);
@@ -89,8 +93,8 @@ void RangeOfWords(const uint8_t* words, size_t count, WordValue value, ValueRang
     kPlainImageKernels.rangeOfWords(words + 2 * i, count - i, value, range);
 }
 
-/// For the three 16-byte parts of 16 interleaved pixels: which byte of a plane stands at each place, -1 for the other
-/// planes' places.
+/// For the three 16-byte parts of 16 interleaved pixels: which byte of a plane stands at each place, -1 for
+/// the other planes' places.
 struct InterleaveOrders
 {
     alignas(16) int8_t plane[3][3][16];  // [plane][part][place]
@@ -101,7 +105,8 @@ constexpr InterleaveOrders MakeInterleaveOrders()
     InterleaveOrders orders{};
     for (int place = 0; place < 48; ++place)
         for (int plane = 0; plane < 3; ++plane)
-            orders.plane[plane][place / 16][place % 16] = static_cast<int8_t>(place % 3 == plane ? place / 3 : -1);
+            orders.plane[plane][place / 16][place % 16] =
+                static_cast<int8_t>(place % 3 == plane ? place / 3 : -1);
     return orders;
 }
 constexpr InterleaveOrders kInterleave = MakeInterleaveOrders();
@@ -119,14 +124,17 @@ constexpr InterleaveOrders MakeSeparateOrders()
 }
 constexpr InterleaveOrders kSeparate = MakeSeparateOrders();
 
-__m128i Order(const int8_t (&places)[16]) { return _mm_load_si128(reinterpret_cast<const __m128i*>(places)); }
+__m128i Order(const int8_t (&places)[16])
+{
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(places));
+}
 
-void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* target, size_t count)
+void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* target,
+                 size_t count)
 {
     const auto& orders = kInterleave.plane;
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m128i a = Load16(first + i), b = Load16(second + i), c = Load16(third + i);
         for (int part = 0; part < 3; ++part)
             Store16(target + 3 * i + 16 * part,
@@ -142,21 +150,21 @@ void Separate3(const uint8_t* source, uint8_t* first, uint8_t* second, uint8_t* 
     const auto& orders = kSeparate.plane;
     uint8_t* const planes[3] = {first, second, third};
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m128i low = Load16(source + 3 * i), middle = Load16(source + 3 * i + 16),
                       high = Load16(source + 3 * i + 32);
         for (int plane = 0; plane < 3; ++plane)
-            Store16(planes[plane] + i, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(low, Order(orders[plane][0])),
-                                                                 _mm_shuffle_epi8(middle, Order(orders[plane][1]))),
-                                                    _mm_shuffle_epi8(high, Order(orders[plane][2]))));
+            Store16(planes[plane] + i,
+                    _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(low, Order(orders[plane][0])),
+                                              _mm_shuffle_epi8(middle, Order(orders[plane][1]))),
+                                 _mm_shuffle_epi8(high, Order(orders[plane][2]))));
     }
     for (; i < count; ++i)
         for (size_t k = 0; k < 3; ++k) planes[k][i] = source[3 * i + k];
 }
 
-/// Sixteen sums of products in thousandths, cut to 0..255. A non-negative sum over 1000 is the sum over 8, which fits
-/// 16 bits once saturated, over 125; n * 33555 >> 22 is n / 125 for every n below 59074.
+/// Sixteen sums of products in thousandths, cut to 0..255. A non-negative sum over 1000 is the sum over 8,
+/// which fits 16 bits once saturated, over 125; n * 33555 >> 22 is n / 125 for every n below 59074.
 __m256i ThousandthsToWords(__m256i low, __m256i high)
 {
     const __m256i eighths = _mm256_packs_epi32(_mm256_srai_epi32(low, 3), _mm256_srai_epi32(high, 3));
@@ -167,7 +175,8 @@ __m256i ThousandthsToWords(__m256i low, __m256i high)
 /// A pair of 16-bit factors, the even place first.
 __m256i Factors(int32_t even, int32_t odd)
 {
-    return _mm256_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(odd) << 16) | (static_cast<uint32_t>(even) & 0xFFFF)));
+    return _mm256_set1_epi32(
+        static_cast<int32_t>((static_cast<uint32_t>(odd) << 16) | (static_cast<uint32_t>(even) & 0xFFFF)));
 }
 
 /// Sixteen pixels, a sample a word.
@@ -179,23 +188,26 @@ void YbrWordsToRgb(__m256i* first, __m256i* second, __m256i* third)
     const __m256i forRed = Factors(1164, 1596), forGreen = Factors(1164, -391), forBlue = Factors(1164, 2018);
     const __m256i fromRedness = Factors(-813, 0), zero = _mm256_setzero_si256();
 
-    const __m256i lumaRedLow = _mm256_unpacklo_epi16(luma, redness), lumaRedHigh = _mm256_unpackhi_epi16(luma, redness);
+    const __m256i lumaRedLow = _mm256_unpacklo_epi16(luma, redness),
+                  lumaRedHigh = _mm256_unpackhi_epi16(luma, redness);
     const __m256i lumaBlueLow = _mm256_unpacklo_epi16(luma, blueness),
                   lumaBlueHigh = _mm256_unpackhi_epi16(luma, blueness);
-    const __m256i redLow = _mm256_unpacklo_epi16(redness, zero), redHigh = _mm256_unpackhi_epi16(redness, zero);
-    *first = ThousandthsToWords(_mm256_madd_epi16(lumaRedLow, forRed), _mm256_madd_epi16(lumaRedHigh, forRed));
+    const __m256i redLow = _mm256_unpacklo_epi16(redness, zero),
+                  redHigh = _mm256_unpackhi_epi16(redness, zero);
+    *first =
+        ThousandthsToWords(_mm256_madd_epi16(lumaRedLow, forRed), _mm256_madd_epi16(lumaRedHigh, forRed));
     *second = ThousandthsToWords(
         _mm256_add_epi32(_mm256_madd_epi16(lumaBlueLow, forGreen), _mm256_madd_epi16(redLow, fromRedness)),
         _mm256_add_epi32(_mm256_madd_epi16(lumaBlueHigh, forGreen), _mm256_madd_epi16(redHigh, fromRedness)));
-    *third = ThousandthsToWords(_mm256_madd_epi16(lumaBlueLow, forBlue), _mm256_madd_epi16(lumaBlueHigh, forBlue));
+    *third =
+        ThousandthsToWords(_mm256_madd_epi16(lumaBlueLow, forBlue), _mm256_madd_epi16(lumaBlueHigh, forBlue));
 }
 
 void YbrToRgb(uint8_t* first, uint8_t* second, uint8_t* third, size_t count)
 {
     const __m256i zero = _mm256_setzero_si256();
     size_t i = 0;
-    for (; i + 32 <= count; i += 32)
-    {
+    for (; i + 32 <= count; i += 32) {
         // Unpacking and packing both work half by half, so the places come back as they were.
         const __m256i a = Load(first + i), b = Load(second + i), c = Load(third + i);
         __m256i aLow = _mm256_unpacklo_epi8(a, zero), bLow = _mm256_unpacklo_epi8(b, zero),
@@ -216,8 +228,7 @@ void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
 {
     constexpr size_t kBlock = 512;
     uint8_t planes[3][kBlock];
-    for (size_t done = 0; done < pixels; done += kBlock)
-    {
+    for (size_t done = 0; done < pixels; done += kBlock) {
         const size_t count = pixels - done < kBlock ? pixels - done : kBlock;
         Separate3(samples + 3 * done, planes[0], planes[1], planes[2], count);
         YbrToRgb(planes[0], planes[1], planes[2], count);

@@ -2,12 +2,16 @@
 
 #include "image/image_kernels.h"
 
-namespace talv
+namespace talv {
+namespace {
+__m128i Load(const uint8_t* bytes)
 {
-namespace
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+}
+void Store(uint8_t* bytes, __m128i value)
 {
-__m128i Load(const uint8_t* bytes) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)); }
-void Store(uint8_t* bytes, __m128i value) { _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), value); }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), value);
+}
 
 // Five pixels lie in 15 of the 16 bytes; the last byte is stored as it was and belongs to the next round.
 void SwapRgb(const uint8_t* source, uint8_t* target, size_t pixels)
@@ -16,8 +20,7 @@ void SwapRgb(const uint8_t* source, uint8_t* target, size_t pixels)
     const __m128i second = _mm_setr_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, -1);
     const __m128i third = _mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);
     size_t i = 0;
-    for (; i + 6 <= pixels; i += 5)
-    {
+    for (; i + 6 <= pixels; i += 5) {
         const __m128i value = Load(source + 3 * i);
         const __m128i fromThird = _mm_and_si128(_mm_srli_si128(value, 2), first);
         const __m128i fromFirst = _mm_and_si128(_mm_slli_si128(value, 2), third);
@@ -37,8 +40,7 @@ void FlipWords(const uint8_t* source, uint8_t* target, size_t words, uint16_t fl
 void SwapWords(uint8_t* words, size_t count)
 {
     size_t i = 0;
-    for (; i + 8 <= count; i += 8)
-    {
+    for (; i + 8 <= count; i += 8) {
         const __m128i value = Load(words + 2 * i);
         Store(words + 2 * i, _mm_or_si128(_mm_slli_epi16(value, 8), _mm_srli_epi16(value, 8)));
     }
@@ -49,14 +51,12 @@ void RangeOfBytes(const uint8_t* bytes, size_t count, ValueRange* range)
 {
     __m128i smallest = _mm_set1_epi8(-1), largest = _mm_setzero_si128();
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m128i value = Load(bytes + i);
         smallest = _mm_min_epu8(smallest, value);
         largest = _mm_max_epu8(largest, value);
     }
-    if (i != 0)
-    {
+    if (i != 0) {
         uint8_t lanes[32];
         Store(lanes, smallest);
         Store(lanes + 16, largest);
@@ -73,15 +73,13 @@ void RangeOfWords(const uint8_t* words, size_t count, WordValue value, ValueRang
     const __m128i signBit = _mm_set1_epi16(-0x8000);  // the level has comparisons of signed words only
     __m128i smallest = _mm_set1_epi16(0x7FFF), largest = signBit;
     size_t i = 0;
-    for (; i + 8 <= count; i += 8)
-    {
+    for (; i + 8 <= count; i += 8) {
         const __m128i moved = _mm_add_epi16(Load(words + 2 * i), offset);
         const __m128i taken = _mm_xor_si128(_mm_and_si128(_mm_srl_epi16(moved, shift), mask), signBit);
         smallest = _mm_min_epi16(smallest, taken);
         largest = _mm_max_epi16(largest, taken);
     }
-    if (i != 0)
-    {
+    if (i != 0) {
         uint8_t lanes[32];
         Store(lanes, _mm_xor_si128(smallest, signBit));
         Store(lanes + 16, _mm_xor_si128(largest, signBit));
@@ -93,8 +91,7 @@ void RangeOfWords(const uint8_t* words, size_t count, WordValue value, ValueRang
 void Interleave2(const uint8_t* first, const uint8_t* second, uint8_t* target, size_t count)
 {
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m128i a = Load(first + i), b = Load(second + i);
         Store(target + 2 * i, _mm_unpacklo_epi8(a, b));
         Store(target + 2 * i + 16, _mm_unpackhi_epi8(a, b));
@@ -102,8 +99,8 @@ void Interleave2(const uint8_t* first, const uint8_t* second, uint8_t* target, s
     kPlainImageKernels.interleave2(first + i, second + i, target + 2 * i, count - i);
 }
 
-/// Eight sums of products in thousandths, cut to 0..255. A non-negative sum over 1000 is the sum over 8, which fits
-/// 16 bits once saturated, over 125; n * 33555 >> 22 is n / 125 for every n below 59074.
+/// Eight sums of products in thousandths, cut to 0..255. A non-negative sum over 1000 is the sum over 8,
+/// which fits 16 bits once saturated, over 125; n * 33555 >> 22 is n / 125 for every n below 59074.
 __m128i ThousandthsToWords(__m128i low, __m128i high)
 {
     const __m128i eighths = _mm_packs_epi32(_mm_srai_epi32(low, 3), _mm_srai_epi32(high, 3));
@@ -111,7 +108,10 @@ __m128i ThousandthsToWords(__m128i low, __m128i high)
     return _mm_srli_epi16(_mm_mulhi_epu16(positive, _mm_set1_epi16(static_cast<short>(33555))), 6);
 }
 
-__m128i Factors(short even, short odd) { return _mm_setr_epi16(even, odd, even, odd, even, odd, even, odd); }
+__m128i Factors(short even, short odd)
+{
+    return _mm_setr_epi16(even, odd, even, odd, even, odd, even, odd);
+}
 
 /// Eight pixels, a sample a word.
 void YbrWordsToRgb(__m128i* first, __m128i* second, __m128i* third)
@@ -122,8 +122,10 @@ void YbrWordsToRgb(__m128i* first, __m128i* second, __m128i* third)
     const __m128i forRed = Factors(1164, 1596), forGreen = Factors(1164, -391), forBlue = Factors(1164, 2018);
     const __m128i fromRedness = Factors(-813, 0), zero = _mm_setzero_si128();
 
-    const __m128i lumaRedLow = _mm_unpacklo_epi16(luma, redness), lumaRedHigh = _mm_unpackhi_epi16(luma, redness);
-    const __m128i lumaBlueLow = _mm_unpacklo_epi16(luma, blueness), lumaBlueHigh = _mm_unpackhi_epi16(luma, blueness);
+    const __m128i lumaRedLow = _mm_unpacklo_epi16(luma, redness),
+                  lumaRedHigh = _mm_unpackhi_epi16(luma, redness);
+    const __m128i lumaBlueLow = _mm_unpacklo_epi16(luma, blueness),
+                  lumaBlueHigh = _mm_unpackhi_epi16(luma, blueness);
     const __m128i redLow = _mm_unpacklo_epi16(redness, zero), redHigh = _mm_unpackhi_epi16(redness, zero);
     *first = ThousandthsToWords(_mm_madd_epi16(lumaRedLow, forRed), _mm_madd_epi16(lumaRedHigh, forRed));
     *second = ThousandthsToWords(
@@ -136,10 +138,10 @@ void YbrToRgb(uint8_t* first, uint8_t* second, uint8_t* third, size_t count)
 {
     const __m128i zero = _mm_setzero_si128();
     size_t i = 0;
-    for (; i + 16 <= count; i += 16)
-    {
+    for (; i + 16 <= count; i += 16) {
         const __m128i a = Load(first + i), b = Load(second + i), c = Load(third + i);
-        __m128i aLow = _mm_unpacklo_epi8(a, zero), bLow = _mm_unpacklo_epi8(b, zero), cLow = _mm_unpacklo_epi8(c, zero);
+        __m128i aLow = _mm_unpacklo_epi8(a, zero), bLow = _mm_unpacklo_epi8(b, zero),
+                cLow = _mm_unpacklo_epi8(c, zero);
         __m128i aHigh = _mm_unpackhi_epi8(a, zero), bHigh = _mm_unpackhi_epi8(b, zero),
                 cHigh = _mm_unpackhi_epi8(c, zero);
         YbrWordsToRgb(&aLow, &bLow, &cLow);
@@ -156,8 +158,7 @@ void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
 {
     constexpr size_t kBlock = 512;
     uint8_t planes[3][kBlock];
-    for (size_t done = 0; done < pixels; done += kBlock)
-    {
+    for (size_t done = 0; done < pixels; done += kBlock) {
         const size_t count = pixels - done < kBlock ? pixels - done : kBlock;
         uint8_t* const block = samples + 3 * done;
         for (size_t i = 0; i < count; ++i)

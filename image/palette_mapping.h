@@ -7,8 +7,7 @@
 #include "image/pixel_layout.h"
 #include "raster/bitmap.h"
 
-namespace talv
-{
+namespace talv {
 /// What the palette of a "PALETTE COLOR" image makes of its samples. Belongs to the file: made once.
 class PaletteMapping
 {
@@ -47,7 +46,8 @@ class PaletteMapping
     }
     static uint8_t LevelOf(const Channel& channel, uint32_t value, uint32_t zero)
     {
-        return channel.levels.empty() ? 0 : channel.levels[PlaceOf(value, zero, channel.first, channel.count)];
+        return channel.levels.empty() ? 0
+                                      : channel.levels[PlaceOf(value, zero, channel.first, channel.count)];
     }
 
     Channel red_, green_, blue_;
@@ -57,5 +57,8 @@ class PaletteMapping
 };
 
 /// The value that stands for the true value 0 of signed data; 0 for unsigned data.
-inline uint32_t ZeroValue(const PixelLayout& layout) { return layout.signOffset >> layout.sampleShift; }
+inline uint32_t ZeroValue(const PixelLayout& layout)
+{
+    return layout.signOffset >> layout.sampleShift;
+}
 }  // namespace talv

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint32_t kTagDescriptor = 0x00281101;  // red; green and blue follow
 constexpr uint32_t kTagTable = 0x00281201;
 constexpr uint32_t kTagSegmentedTable = 0x00281221;
@@ -43,12 +41,15 @@ class SegmentExpander
     {
         if (!Has(*position, 2)) return false;
         const uint16_t* segment = &segments_[*position];
-        switch (segment[0])
-        {
-            case kDiscrete: return ExpandDiscrete(segment, position);
-            case kLinear: return ExpandLinear(segment, position);
-            case kIndirect: return indirectAllowed && ExpandIndirect(segment, position);
-            default: return false;
+        switch (segment[0]) {
+            case kDiscrete:
+                return ExpandDiscrete(segment, position);
+            case kLinear:
+                return ExpandLinear(segment, position);
+            case kIndirect:
+                return indirectAllowed && ExpandIndirect(segment, position);
+            default:
+                return false;
         }
     }
 
@@ -62,12 +63,13 @@ class SegmentExpander
         return true;
     }
 
-    // Kept: the ramp starts at the last value of the table and stops one step short of the segment's end value.
-    // Pinned by PaletteTables.SegmentsExpandAsTheirOpcodesSay.
+    // Kept: the ramp starts at the last value of the table and stops one step short of the segment's end
+    // value. Pinned by PaletteTables.SegmentsExpandAsTheirOpcodesSay.
     bool ExpandLinear(const uint16_t* segment, size_t* position)
     {
         const int32_t count = segment[1];
-        if (!Has(*position, 3) || count == 0 || filled_ == 0 || !HasRoom(static_cast<size_t>(count))) return false;
+        if (!Has(*position, 3) || count == 0 || filled_ == 0 || !HasRoom(static_cast<size_t>(count)))
+            return false;
         const int32_t start = table_[filled_ - 1];
         const int32_t step = (segment[2] - start) / count;
         for (int32_t k = 0; k < count; ++k) table_[filled_++] = static_cast<uint16_t>(start + k * step);
@@ -104,9 +106,9 @@ void ReadPlainTable(const AttributeReader& reader, const DicomElement* element, 
     const uint32_t count = colour->entryCount;
     std::vector<uint16_t> words = ReadWords(reader, element, count);
     // 8-bit entries may come packed, two to a word, the first in the low byte.
-    const bool packed = colour->bitsPerEntry == 8 && element->length >= count && element->length < uint64_t{count} * 2;
-    if (packed)
-    {
+    const bool packed =
+        colour->bitsPerEntry == 8 && element->length >= count && element->length < uint64_t{count} * 2;
+    if (packed) {
         colour->entries.assign(count, 0);
         for (size_t i = 0; i < std::min<size_t>(words.size() * 2, count); ++i)
             colour->entries[i] = words[i / 2] >> (i % 2 * 8) & 0xFF;
@@ -123,7 +125,8 @@ bool ReadDescriptor(const AttributeReader& reader, uint32_t tag, bool isSigned, 
         if (!reader.Integer(tag, i, &values[i])) return false;
     const uint32_t count = static_cast<uint16_t>(values[0]);
     colour->entryCount = count == 0 ? kMaxEntries : count;
-    colour->firstMapped = isSigned || values[1] < 0 ? static_cast<int16_t>(values[1]) : static_cast<uint16_t>(values[1]);
+    colour->firstMapped =
+        isSigned || values[1] < 0 ? static_cast<int16_t>(values[1]) : static_cast<uint16_t>(values[1]);
     colour->bitsPerEntry = static_cast<uint16_t>(values[2]);
     return true;
 }
@@ -138,9 +141,9 @@ void ReadPaletteDescriptors(const AttributeReader& reader, ImageDescription* des
 {
     ColourTable* const colours[3] = {&description->red, &description->green, &description->blue};
     bool any = false;
-    for (uint32_t i = 0; i < 3; ++i)
-    {
-        if (!ReadDescriptor(reader, kTagDescriptor + i, description->pixelRepresentation == 1, colours[i])) continue;
+    for (uint32_t i = 0; i < 3; ++i) {
+        if (!ReadDescriptor(reader, kTagDescriptor + i, description->pixelRepresentation == 1, colours[i]))
+            continue;
         description->paletteEntries = std::max(description->paletteEntries, colours[i]->entryCount);
         description->paletteFirst =
             any ? std::min(description->paletteFirst, colours[i]->firstMapped) : colours[i]->firstMapped;
@@ -151,14 +154,12 @@ void ReadPaletteDescriptors(const AttributeReader& reader, ImageDescription* des
 DicomStatus LoadPaletteTables(const AttributeReader& reader, ImageDescription* description)
 {
     ColourTable* const colours[3] = {&description->red, &description->green, &description->blue};
-    const bool all16Bits =
-        std::all_of(colours, colours + 3, [](const ColourTable* colour) { return colour->bitsPerEntry == 16; });
-    for (uint32_t i = 0; i < 3; ++i)
-    {
+    const bool all16Bits = std::all_of(colours, colours + 3,
+                                       [](const ColourTable* colour) { return colour->bitsPerEntry == 16; });
+    for (uint32_t i = 0; i < 3; ++i) {
         ColourTable* const colour = colours[i];
         if (colour->entryCount == 0) continue;
-        if (const DicomElement* plain = reader.Find(kTagTable + i))
-        {
+        if (const DicomElement* plain = reader.Find(kTagTable + i)) {
             ReadPlainTable(reader, plain, colour);
             continue;
         }
@@ -166,8 +167,8 @@ DicomStatus LoadPaletteTables(const AttributeReader& reader, ImageDescription* d
         if (segmented == nullptr) continue;
         if (!all16Bits) return kDicomNoGeometry;
         colour->entries.assign(colour->entryCount, 0);
-        // A discrete segment of one entry takes three words, so no usable value is longer than three times the table
-        // and the replayed part; what lies beyond that is not read.
+        // A discrete segment of one entry takes three words, so no usable value is longer than three times
+        // the table and the replayed part; what lies beyond that is not read.
         const std::vector<uint16_t> segments = ReadWords(reader, segmented, uint64_t{kMaxEntries} * 4);
         if (ExpandSegmentedTable(segments, &colour->entries) != kDicomOk) return kDicomNoGeometry;
     }

@@ -7,16 +7,14 @@
 #include "image/image_kernels.h"
 #include "raster/row_kernels.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 /// Calls build(source row, target row) for every row; `usedBytes` of a target row are filled.
 template <class Build>
-void ForEachRow(const PixelLayout& layout, const uint8_t* frame, size_t usedBytes, BitmapRowWriter* rows, Build build)
+void ForEachRow(const PixelLayout& layout, const uint8_t* frame, size_t usedBytes, BitmapRowWriter* rows,
+                Build build)
 {
-    for (uint32_t y = 0; y < layout.rows; ++y)
-    {
+    for (uint32_t y = 0; y < layout.rows; ++y) {
         const auto row = static_cast<int32_t>(y);
         build(frame + layout.rowStride * y, rows->Begin(row));
         if (!rows->Deliver(row, usedBytes)) return;
@@ -35,7 +33,10 @@ constexpr std::array<uint8_t, 256> kReversedBits = MakeReversedBits();
 static_assert(kReversedBits[0x01] == 0x80 && kReversedBits[0x0F] == 0xF0);
 
 /// Bit `x` of a row of packed 1-bit samples.
-uint32_t BitAt(const uint8_t* row, uint32_t x) { return row[x / 8] >> (x % 8) & 1; }
+uint32_t BitAt(const uint8_t* row, uint32_t x)
+{
+    return row[x / 8] >> (x % 8) & 1;
+}
 
 /// A row of one or more bytes a pixel: up to two bytes of the pixel's first sample.
 template <class Store>
@@ -44,7 +45,8 @@ void ForEachWord(const PixelLayout& layout, const uint8_t* source, Store store)
     if (layout.bytesPerSample == 1)
         for (uint32_t x = 0; x < layout.columns; ++x) store(x, source[x * layout.pixelStride]);
     else
-        for (uint32_t x = 0; x < layout.columns; ++x) store(x, LoadSample(source + x * layout.pixelStride, 2));
+        for (uint32_t x = 0; x < layout.columns; ++x)
+            store(x, LoadSample(source + x * layout.pixelStride, 2));
 }
 
 void StoreWord(uint8_t* target, uint32_t word)
@@ -53,7 +55,10 @@ void StoreWord(uint8_t* target, uint32_t word)
     target[1] = static_cast<uint8_t>(word >> 8);
 }
 
-bool IsPackedBits(const PixelLayout& layout) { return layout.pixelStride == 0 && layout.bitsAllocated == 1; }
+bool IsPackedBits(const PixelLayout& layout)
+{
+    return layout.pixelStride == 0 && layout.bitsAllocated == 1;
+}
 
 /// Calls store(x, sample) for the first sample of every pixel.
 template <class Store>
@@ -71,8 +76,7 @@ void ConvertCmykRow(const PixelLayout& layout, const ByteScale& scale, const uin
     const auto level = [&](const uint8_t* pixel, size_t sample) {
         return uint32_t{scale.At(LoadSample(pixel + sample * layout.sampleStride, layout.bytesPerSample))};
     };
-    for (uint32_t x = 0; x < layout.columns; ++x)
-    {
+    for (uint32_t x = 0; x < layout.columns; ++x) {
         const uint8_t* const pixel = source + x * layout.pixelStride;
         const uint32_t black = level(pixel, 3);
         for (size_t sample = 0; sample < 3; ++sample)
@@ -85,8 +89,7 @@ void ConvertCmykRow(const PixelLayout& layout, const ByteScale& scale, const uin
 template <uint32_t bytesPerSample>
 void ScaleRow(const PixelLayout& layout, const ByteScale& scale, const uint8_t* source, uint8_t* target)
 {
-    for (uint32_t x = 0; x < layout.columns; ++x, source += layout.pixelStride, target += 3)
-    {
+    for (uint32_t x = 0; x < layout.columns; ++x, source += layout.pixelStride, target += 3) {
         const uint8_t red = scale.At(LoadSample(source, bytesPerSample));
         const uint8_t green = scale.At(LoadSample(source + layout.sampleStride, bytesPerSample));
         const uint8_t blue = scale.At(LoadSample(source + 2 * layout.sampleStride, bytesPerSample));
@@ -96,24 +99,31 @@ void ScaleRow(const PixelLayout& layout, const ByteScale& scale, const uint8_t* 
     }
 }
 
-void ScaleRowOfAnyWidth(const PixelLayout& layout, const ByteScale& scale, const uint8_t* source, uint8_t* target)
+void ScaleRowOfAnyWidth(const PixelLayout& layout, const ByteScale& scale, const uint8_t* source,
+                        uint8_t* target)
 {
-    switch (layout.bytesPerSample)
-    {
-        case 1: return ScaleRow<1>(layout, scale, source, target);
-        case 2: return ScaleRow<2>(layout, scale, source, target);
-        case 3: return ScaleRow<3>(layout, scale, source, target);
-        default: return ScaleRow<4>(layout, scale, source, target);
+    switch (layout.bytesPerSample) {
+        case 1:
+            return ScaleRow<1>(layout, scale, source, target);
+        case 2:
+            return ScaleRow<2>(layout, scale, source, target);
+        case 3:
+            return ScaleRow<3>(layout, scale, source, target);
+        default:
+            return ScaleRow<4>(layout, scale, source, target);
     }
 }
 }  // namespace
 
 void ConvertYbrFull(const PixelLayout& layout, uint8_t* frame)
 {
-    if (layout.photometricCode != kYbrFull || layout.samplesPerPixel != 3 || layout.bitsAllocated != 8) return;
+    if (layout.photometricCode != kYbrFull || layout.samplesPerPixel != 3 || layout.bitsAllocated != 8)
+        return;
     const size_t pixels = layout.frameBytes / 3;
-    if (layout.sampleStride == 1) BestImageKernels().ybrPixelsToRgb(frame, pixels);
-    else BestImageKernels().ybrToRgb(frame, frame + pixels, frame + 2 * pixels, pixels);
+    if (layout.sampleStride == 1)
+        BestImageKernels().ybrPixelsToRgb(frame, pixels);
+    else
+        BestImageKernels().ybrToRgb(frame, frame + pixels, frame + 2 * pixels, pixels);
 }
 
 void ConvertOneBit(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows)
@@ -130,11 +140,9 @@ void ConvertGrey8(const PixelLayout& layout, const uint8_t* frame, BitmapRowWrit
     ForEachRow(layout, frame, columns, rows, [&](const uint8_t* source, uint8_t* target) {
         if (IsPackedBits(layout))  // black and white, so that the window palette shows them apart
             for (uint32_t x = 0; x < columns; ++x) target[x] = BitAt(source, x) != 0 ? 255 : 0;
-        else if (layout.pixelStride == 1)
-        {
+        else if (layout.pixelStride == 1) {
             if (target != source) std::memmove(target, source, columns);
-        }
-        else
+        } else
             for (size_t x = 0; x < columns; ++x) target[x] = source[x * layout.pixelStride];
     });
 }
@@ -145,9 +153,12 @@ void ConvertGrey16(const PixelLayout& layout, const uint8_t* frame, BitmapRowWri
     const size_t rowBytes = size_t{layout.columns} * 2;
     ForEachRow(layout, frame, rowBytes, rows, [&](const uint8_t* source, uint8_t* target) {
         if (layout.pixelStride != 2)
-            ForEachWord(layout, source, [&](uint32_t x, uint32_t word) { StoreWord(target + 2 * size_t{x}, word ^ flip); });
-        else if (flip != 0) BestImageKernels().flipWords(source, target, layout.columns, flip);
-        else if (target != source) std::memmove(target, source, rowBytes);
+            ForEachWord(layout, source,
+                        [&](uint32_t x, uint32_t word) { StoreWord(target + 2 * size_t{x}, word ^ flip); });
+        else if (flip != 0)
+            BestImageKernels().flipWords(source, target, layout.columns, flip);
+        else if (target != source)
+            std::memmove(target, source, rowBytes);
     });
 }
 
@@ -168,12 +179,13 @@ void ConvertLongs(const PixelLayout& layout, ValueRange range, const uint8_t* fr
 {
     ForEachRow(layout, frame, size_t{layout.columns} * 2, rows, [&](const uint8_t* source, uint8_t* target) {
         for (size_t x = 0; x < layout.columns; ++x)
-            StoreWord(target + 2 * x, ScaleLong(LoadSample(source + x * layout.pixelStride, 4), range) ^ layout.signOffset);
+            StoreWord(target + 2 * x,
+                      ScaleLong(LoadSample(source + x * layout.pixelStride, 4), range) ^ layout.signOffset);
     });
 }
 
-void ConvertPaletteIndices(const PixelLayout& layout, const PaletteMapping& mapping, const std::vector<uint8_t>& table,
-                           const uint8_t* frame, BitmapRowWriter* rows)
+void ConvertPaletteIndices(const PixelLayout& layout, const PaletteMapping& mapping,
+                           const std::vector<uint8_t>& table, const uint8_t* frame, BitmapRowWriter* rows)
 {
     const uint32_t zero = ZeroValue(layout);
     ForEachRow(layout, frame, layout.columns, rows, [&](const uint8_t* source, uint8_t* target) {
@@ -197,7 +209,8 @@ void ConvertPaletteColors(const PixelLayout& layout, const PaletteMapping& mappi
     };
     ForEachRow(layout, frame, size_t{layout.columns} * 3, rows, [&](const uint8_t* source, uint8_t* target) {
         if (!table.empty() && !IsPackedBits(layout))
-            ForEachWord(layout, source, [&](uint32_t x, uint32_t raw) { store(target + 3 * size_t{x}, table[raw]); });
+            ForEachWord(layout, source,
+                        [&](uint32_t x, uint32_t raw) { store(target + 3 * size_t{x}, table[raw]); });
         else
             ForEachSample(layout, source, [&](uint32_t x, uint32_t raw) {
                 store(target + 3 * size_t{x}, mapping.ColorOf(layout.ValueOf(raw), zero));
@@ -205,23 +218,25 @@ void ConvertPaletteColors(const PixelLayout& layout, const PaletteMapping& mappi
     });
 }
 
-void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint8_t* frame, BitmapRowWriter* rows)
+void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint8_t* frame,
+                   BitmapRowWriter* rows)
 {
-    // Kept: a CMYK row is built with 4 bytes a pixel although the bitmap's pixels have 3, and its first bytesPerLine
-    // bytes become the bitmap row. Pinned by ColorFrame.CmykStepsFourBytesAPixel.
+    // Kept: a CMYK row is built with 4 bytes a pixel although the bitmap's pixels have 3, and its first
+    // bytesPerLine bytes become the bitmap row. Pinned by ColorFrame.CmykStepsFourBytesAPixel.
     if (layout.photometricCode == kCmyk)
-        return ForEachRow(layout, frame, CmykRowBytes(layout), rows, [&](const uint8_t* source, uint8_t* target) {
-            ConvertCmykRow(layout, scale, source, target);
-        });
+        return ForEachRow(
+            layout, frame, CmykRowBytes(layout), rows,
+            [&](const uint8_t* source, uint8_t* target) { ConvertCmykRow(layout, scale, source, target); });
 
     const bool bytes = scale.IsIdentity();
     ForEachRow(layout, frame, size_t{layout.columns} * 3, rows, [&](const uint8_t* source, uint8_t* target) {
         if (bytes && layout.sampleStride == 1 && layout.pixelStride == 3)
             BestImageKernels().swapRgb(source, target, layout.columns);
         else if (bytes && layout.pixelStride == 1)
-            BestImageKernels().interleave3(source + 2 * layout.sampleStride, source + layout.sampleStride, source,
-                                           target, layout.columns);
-        else ScaleRowOfAnyWidth(layout, scale, source, target);
+            BestImageKernels().interleave3(source + 2 * layout.sampleStride, source + layout.sampleStride,
+                                           source, target, layout.columns);
+        else
+            ScaleRowOfAnyWidth(layout, scale, source, target);
     });
 }
 

@@ -8,10 +8,9 @@
 #include "image/pixel_layout.h"
 #include "image/value_scaling.h"
 
-namespace talv
-{
-// From the bytes of one frame to the rows of its bitmap. A frame whose rows are no longer than the bitmap's and as deep
-// may lie at the end of the bitmap's own pixels: every row is then moved forward.
+namespace talv {
+// From the bytes of one frame to the rows of its bitmap. A frame whose rows are no longer than the bitmap's
+// and as deep may lie at the end of the bitmap's own pixels: every row is then moved forward.
 
 /// "YBR_FULL" of three 8-bit samples becomes RGB, in place; other data are left alone.
 void ConvertYbrFull(const PixelLayout& layout, uint8_t* frame);
@@ -26,17 +25,22 @@ void ConvertGrey16(const PixelLayout& layout, const uint8_t* frame, BitmapRowWri
 void ConvertPacked12(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
 /// 32-bit samples -> 16 bits.
 void ConvertLongs(const PixelLayout& layout, ValueRange range, const uint8_t* frame, BitmapRowWriter* rows);
-/// Palette samples -> 8-bit indices. `table` has an entry for every stored sample of 1 or 2 bytes; without it every
-/// sample is looked up.
-void ConvertPaletteIndices(const PixelLayout& layout, const PaletteMapping& mapping, const std::vector<uint8_t>& table,
-                           const uint8_t* frame, BitmapRowWriter* rows);
+/// Palette samples -> 8-bit indices. `table` has an entry for every stored sample of 1 or 2 bytes; without it
+/// every sample is looked up.
+void ConvertPaletteIndices(const PixelLayout& layout, const PaletteMapping& mapping,
+                           const std::vector<uint8_t>& table, const uint8_t* frame, BitmapRowWriter* rows);
 /// Palette samples -> 24 bits.
 void ConvertPaletteColors(const PixelLayout& layout, const PaletteMapping& mapping,
-                          const std::vector<PaletteEntry>& table, const uint8_t* frame, BitmapRowWriter* rows);
+                          const std::vector<PaletteEntry>& table, const uint8_t* frame,
+                          BitmapRowWriter* rows);
 /// Three or four samples -> 24 bits.
-void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint8_t* frame, BitmapRowWriter* rows);
+void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint8_t* frame,
+                   BitmapRowWriter* rows);
 /// Blue, green, red bytes of a codec, as they are.
 void CopyCodecColors(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
 /// Bytes that a row of CMYK takes while it is built.
-inline size_t CmykRowBytes(const PixelLayout& layout) { return size_t{layout.columns} * 4; }
+inline size_t CmykRowBytes(const PixelLayout& layout)
+{
+    return size_t{layout.columns} * 4;
+}
 }  // namespace talv

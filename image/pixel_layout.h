@@ -5,10 +5,9 @@
 
 #include "image/image_description.h"
 
-namespace talv
-{
-/// How the bytes of one frame are laid out and what a stored sample stands for. Derived from the description once a
-/// frame; the -27 retry derives it again.
+namespace talv {
+/// How the bytes of one frame are laid out and what a stored sample stands for. Derived from the description
+/// once a frame; the -27 retry derives it again.
 struct PixelLayout
 {
     uint32_t columns, rows;
@@ -21,10 +20,11 @@ struct PixelLayout
     bool fromCodec;  ///< rows as a codec delivers them: padded to 4 bytes, colour in blue, green, red order
 
     uint32_t bytesPerSample;
-    size_t pixelStride;   ///< bytes from pixel to pixel
-    size_t sampleStride;  ///< bytes from one sample of a pixel to the next: a plane when samples lie in planes
-    size_t rowStride;     ///< bytes from row to row
-    size_t frameBytes;    ///< all of it
+    size_t pixelStride;  ///< bytes from pixel to pixel
+    size_t
+        sampleStride;   ///< bytes from one sample of a pixel to the next: a plane when samples lie in planes
+    size_t rowStride;   ///< bytes from row to row
+    size_t frameBytes;  ///< all of it
 
     uint32_t sampleMask;   ///< 2^bitsStored - 1
     uint32_t sampleShift;  ///< position of the lowest stored bit

@@ -3,8 +3,7 @@
 #include "raster/remap.h"
 #include "raster/statistics.h"
 
-namespace talv
-{
+namespace talv {
 DataSetTables StandardTables()
 {
     const auto codec = [](const char* name) { return reinterpret_cast<AnyFunction>(FindModuleSymbol(name)); };

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 /// Samples looked at between two checks for the early end.
 constexpr size_t kMeasureBlock = 1 << 14;
 
@@ -14,19 +12,21 @@ ValueRange MeasureRange(const PixelLayout& layout, const uint8_t* frame)
     const size_t samples = size_t{layout.columns} * layout.rows * layout.samplesPerPixel;
     const uint32_t width = layout.bytesPerSample;
     const ImageKernels& kernels = BestImageKernels();
-    const bool plainBytes = width == 1 && layout.signOffset == 0 && layout.sampleShift == 0 && layout.bitsStored == 8;
-    const WordValue word = {static_cast<uint16_t>(layout.signOffset), static_cast<uint16_t>(layout.sampleMask),
+    const bool plainBytes =
+        width == 1 && layout.signOffset == 0 && layout.sampleShift == 0 && layout.bitsStored == 8;
+    const WordValue word = {static_cast<uint16_t>(layout.signOffset),
+                            static_cast<uint16_t>(layout.sampleMask),
                             static_cast<uint8_t>(layout.sampleShift)};
     ValueRange range;
-    for (size_t done = 0; done < samples; done += kMeasureBlock)
-    {
+    for (size_t done = 0; done < samples; done += kMeasureBlock) {
         const size_t count = std::min(kMeasureBlock, samples - done);
         const uint8_t* block = frame + done * width;
-        if (plainBytes) kernels.rangeOfBytes(block, count, &range);
-        else if (width == 2) kernels.rangeOfWords(block, count, word, &range);
+        if (plainBytes)
+            kernels.rangeOfBytes(block, count, &range);
+        else if (width == 2)
+            kernels.rangeOfWords(block, count, word, &range);
         else
-            for (size_t i = 0; i < count; ++i)
-            {
+            for (size_t i = 0; i < count; ++i) {
                 const uint32_t value = layout.ValueOf(LoadSample(block + i * width, width));
                 range.smallest = std::min(range.smallest, value);
                 range.largest = std::max(range.largest, value);
@@ -71,8 +71,7 @@ ByteScale::ByteScale(const PixelLayout& layout, ValueRange range, uint64_t sampl
 ValueRange RangeOfLongs(const uint8_t* samples, uint64_t count)
 {
     ValueRange range;
-    for (uint64_t i = 0; i < count; ++i)
-    {
+    for (uint64_t i = 0; i < count; ++i) {
         const uint32_t value = LoadSample(samples + 4 * i, 4);
         range.smallest = std::min(range.smallest, value);
         range.largest = std::max(range.largest, value);

@@ -7,10 +7,9 @@
 #include "image/image_kernels.h"
 #include "image/pixel_layout.h"
 
-namespace talv
-{
-/// The range of values that is spread over 0..255: what the file says, else what the frame's samples span. Measuring
-/// ends as soon as both ends of the possible range have been met.
+namespace talv {
+/// The range of values that is spread over 0..255: what the file says, else what the frame's samples span.
+/// Measuring ends as soon as both ends of the possible range have been met.
 ValueRange FindValueRange(const ImageDescription& description, const PixelLayout& layout, bool alwaysMeasure,
                           const uint8_t* frame);
 
@@ -30,7 +29,8 @@ class ByteScale
         const uint32_t value = layout_.ValueOf(raw);
         if (value <= range_.smallest) return 0;
         if (value >= range_.largest) return 255;
-        return static_cast<uint8_t>(uint64_t{value - range_.smallest} * 255 / (range_.largest - range_.smallest));
+        return static_cast<uint8_t>(uint64_t{value - range_.smallest} * 255 /
+                                    (range_.largest - range_.smallest));
     }
 
     PixelLayout layout_;

@@ -8,8 +8,9 @@ struct ClassEntry
 {
     const wchar_t* name;
     const GUID* id;
-    HRESULT (*make)(IUnknown* outer, IUnknown** out);  ///< `out` gets the object's own identity with a reference
-    bool isFilter;                                     ///< registered with the media framework
+    HRESULT (*make)
+    (IUnknown* outer, IUnknown** out);  ///< `out` gets the object's own identity with a reference
+    bool isFilter;                      ///< registered with the media framework
 };
 
 inline constexpr int kClassCount = 3;

@@ -7,9 +7,9 @@
 #include "filter/directshow/server_lock.h"
 
 namespace talv {
-/// Life and identity of a component object. The derived class lists its interfaces in FindInterface and forwards
-/// the three IUnknown methods of each with TALV_FORWARD_UNKNOWN. Aggregation: interfaces forward to the outer
-/// object, which alone holds the inner one.
+/// Life and identity of a component object. The derived class lists its interfaces in FindInterface and
+/// forwards the three IUnknown methods of each with TALV_FORWARD_UNKNOWN. Aggregation: interfaces forward to
+/// the outer object, which alone holds the inner one.
 class ComObject
 {
   public:
@@ -62,13 +62,19 @@ class ComObject
     IUnknown* outer_;
 };
 
-#define TALV_FORWARD_UNKNOWN(target)                                                                    \
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override                                        \
-    {                                                                                                   \
-        return (target)->QueryInterface(iid, out);                                                      \
-    }                                                                                                   \
-    STDMETHODIMP_(ULONG) AddRef() override { return (target)->AddRef(); }                               \
-    STDMETHODIMP_(ULONG) Release() override { return (target)->Release(); }
+#define TALV_FORWARD_UNKNOWN(target)                             \
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override \
+    {                                                            \
+        return (target)->QueryInterface(iid, out);               \
+    }                                                            \
+    STDMETHODIMP_(ULONG) AddRef() override                       \
+    {                                                            \
+        return (target)->AddRef();                               \
+    }                                                            \
+    STDMETHODIMP_(ULONG) Release() override                      \
+    {                                                            \
+        return (target)->Release();                              \
+    }
 
 /// Runs the body of an interface method; no exception leaves it.
 template <class Body>

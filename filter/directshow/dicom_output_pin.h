@@ -7,12 +7,16 @@
 #include "filter/frame_timeline.h"
 
 namespace talv {
-/// The video pin: pushes one sample per frame from a worker thread of its own, and answers seeking and quality.
+/// The video pin: pushes one sample per frame from a worker thread of its own, and answers seeking and
+/// quality.
 class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQualityControl
 {
   public:
     explicit DicomOutputPin(DicomReaderFilter& filter) : OutputPin(filter, L"Output") {}
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return OutputPin::QueryInterface(iid, out); }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        return OutputPin::QueryInterface(iid, out);
+    }
     STDMETHODIMP_(ULONG) AddRef() override { return OutputPin::AddRef(); }
     STDMETHODIMP_(ULONG) Release() override { return OutputPin::Release(); }
 
@@ -38,7 +42,8 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     STDMETHODIMP GetCurrentPosition(LONGLONG* out) override;
     STDMETHODIMP ConvertTimeFormat(LONGLONG* out, const GUID* target, LONGLONG value,
                                    const GUID* source) override;
-    STDMETHODIMP SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop, DWORD stopFlags) override;
+    STDMETHODIMP SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop,
+                              DWORD stopFlags) override;
     STDMETHODIMP GetPositions(LONGLONG* current, LONGLONG* stop) override;
     STDMETHODIMP GetAvailable(LONGLONG* earliest, LONGLONG* latest) override;
     STDMETHODIMP SetRate(double rate) override;
@@ -64,7 +69,8 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     HRESULT FillSample(IMediaSample* sample);
     void EndStream(IPin* peer);
 
-    // Set while connecting or disconnecting, when there is no worker; so the worker reads them without a lock.
+    // Set while connecting or disconnecting, when there is no worker; so the worker reads them without a
+    // lock.
     ComPointer<IMemInputPin> input_;
     ComPointer<IMemAllocator> allocator_;
 

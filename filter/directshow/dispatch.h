@@ -3,8 +3,8 @@
 #include <oaidl.h>
 
 namespace talv {
-/// The type information of `iid` from the library embedded in this server, with a reference; null when it cannot
-/// be loaded.
+/// The type information of `iid` from the library embedded in this server, with a reference; null when it
+/// cannot be loaded.
 HRESULT GetEmbeddedTypeInfo(REFIID iid, ITypeInfo** out);
 
 /// IDispatch of a dual interface, served from the embedded type library.

@@ -11,9 +11,9 @@
 #include "filter/directshow/media_type.h"
 
 namespace talv {
-/// IEnumPins and IEnumMediaTypes over a list taken when the enumerator is made: what the pin or filter does later
-/// does not disturb a walk. `Traits` names the interface, its identifier, what Next writes, what is kept, and
-/// how one item is handed out.
+/// IEnumPins and IEnumMediaTypes over a list taken when the enumerator is made: what the pin or filter does
+/// later does not disturb a walk. `Traits` names the interface, its identifier, what Next writes, what is
+/// kept, and how one item is handed out.
 template <class Traits>
 class Enumerator final : public ComObject, public Traits::Interface
 {
@@ -22,8 +22,7 @@ class Enumerator final : public ComObject, public Traits::Interface
 
     Enumerator(Items items, size_t position)
         : ComObject(nullptr), items_(std::move(items)), position_(position)
-    {
-    }
+    {}
     TALV_FORWARD_UNKNOWN(Outer())
 
     /// Makes an enumerator over `list`; throws std::bad_alloc.

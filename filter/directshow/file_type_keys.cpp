@@ -1,12 +1,10 @@
 #include "filter/directshow/file_type_keys.h"
 
+#include <dshow.h>
 #include <windows.h>
 
-#include <initializer_list>
-
-#include <dshow.h>
-
 #include <cstring>
+#include <initializer_list>
 
 #include "filter/directshow/server_ids.h"
 
@@ -18,8 +16,8 @@ constexpr char kVideoKey[] = "Media Type\\{73646976-0000-0010-8000-00AA00389B71}
 constexpr char kPatternKey[] =
     "Media Type\\{73646976-0000-0010-8000-00AA00389B71}\\{59524754-0000-0010-8000-00AA00389B71}";
 
-// Kept: ".dcm" and the byte pattern name a class that this server does not have; one would expect the reader's own,
-// as ".dic" names it. Pinned by Registration.FileTypeKeysAreWrittenAsListed.
+// Kept: ".dcm" and the byte pattern name a class that this server does not have; one would expect the
+// reader's own, as ".dic" names it. Pinned by Registration.FileTypeKeysAreWrittenAsListed.
 constexpr char kForeignReader[] = "{E2B7DB57-38C5-11D5-91F6-00104BDB8FF9}";
 constexpr char kForeignReaderOfPattern[] = "{E2B7DB57-38C5-11D5-91F6-00104bdb8ff9}";
 constexpr char kVideo[] = "{73646976-0000-0010-8000-00AA00389B71}";
@@ -72,8 +70,8 @@ bool IsEmpty(const char* path)
     HKEY key = nullptr;
     if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path, 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
     DWORD subkeys = 0, values = 0;
-    const LSTATUS asked = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
-                                           nullptr, nullptr, nullptr, nullptr);
+    const LSTATUS asked = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr,
+                                           &values, nullptr, nullptr, nullptr, nullptr);
     RegCloseKey(key);
     return asked == ERROR_SUCCESS && subkeys == 0 && values == 0;
 }

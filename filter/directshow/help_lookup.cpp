@@ -1,6 +1,5 @@
 #include "filter/directshow/help_lookup.h"
 
-#include <shellapi.h>
 
 #include <string>
 #include <vector>
@@ -77,7 +76,8 @@ bool OpenTopic(HWND owner, const std::string& target)
     constexpr UINT kDisplayTopic = 0;
     const HMODULE viewer = LoadLibraryExW(L"hhctrl.ocx", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     if (viewer == nullptr) return false;
-    const auto open = reinterpret_cast<HtmlHelp>(reinterpret_cast<void*>(GetProcAddress(viewer, "HtmlHelpA")));
+    const auto open =
+        reinterpret_cast<HtmlHelp>(reinterpret_cast<void*>(GetProcAddress(viewer, "HtmlHelpA")));
     return open != nullptr && open(owner, target.c_str(), kDisplayTopic, 0) != nullptr;
 }
 }  // namespace

@@ -3,7 +3,7 @@
 #include <windows.h>
 
 namespace talv {
-/// Opens `topic` of the help file: looked for in the directories of the help key, in their order (separated by
-/// semicolons), then in the server's own. Tells the user when there is none or it does not open.
+/// Opens `topic` of the help file: looked for in the directories of the help key, in their order (separated
+/// by semicolons), then in the server's own. Tells the user when there is none or it does not open.
 void ShowHelpTopic(HWND owner, const char* topic);
 }  // namespace talv

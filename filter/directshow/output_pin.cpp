@@ -17,7 +17,9 @@ bool IsFullySpecified(const AM_MEDIA_TYPE& type)
 bool MatchesWanted(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE* wanted)
 {
     if (wanted == nullptr) return true;
-    const auto fits = [](const GUID& open, const GUID& actual) { return open == GUID_NULL || open == actual; };
+    const auto fits = [](const GUID& open, const GUID& actual) {
+        return open == GUID_NULL || open == actual;
+    };
     return fits(wanted->majortype, type.majortype) && fits(wanted->subtype, type.subtype) &&
            fits(wanted->formattype, type.formattype);
 }
@@ -26,7 +28,8 @@ bool MatchesWanted(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE* wanted)
 STDMETHODIMP OutputPin::QueryInterface(REFIID iid, void** out)
 {
     if (out == nullptr) return E_POINTER;
-    IUnknown* found = iid == IID_IUnknown || iid == IID_IPin ? static_cast<IPin*>(this) : FindPinInterface(iid);
+    IUnknown* found =
+        iid == IID_IUnknown || iid == IID_IPin ? static_cast<IPin*>(this) : FindPinInterface(iid);
     *out = found;
     if (found == nullptr) return E_NOINTERFACE;
     found->AddRef();

@@ -9,8 +9,8 @@
 namespace talv {
 class DicomReaderFilter;
 
-/// What the two output pins share: connecting, and the questions about the connection. A pin is part of its filter
-/// and lives as long; references to it are references to the filter.
+/// What the two output pins share: connecting, and the questions about the connection. A pin is part of its
+/// filter and lives as long; references to it are references to the filter.
 ///
 /// The filter lock guards `peer_` and `connectedType_`. No other component is called while it is held.
 class OutputPin : public IPin

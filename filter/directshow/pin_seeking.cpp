@@ -154,7 +154,8 @@ STDMETHODIMP DicomOutputPin::SetPositions(LONGLONG* current, DWORD currentFlags,
         if (result == SeekResult::badPositioning) return E_INVALIDARG;
         if (current != nullptr) *current = currentValue;
         if (stop != nullptr) *stop = stopValue;
-        if (result == SeekResult::changed && ((currentFlags | stopFlags) & kSeekNoFlush) == 0) RestartStream();
+        if (result == SeekResult::changed && ((currentFlags | stopFlags) & kSeekNoFlush) == 0)
+            RestartStream();
         return S_OK;
     });
 }

@@ -9,8 +9,8 @@ namespace {
 SIZE PageSize(WORD dialogTemplate)
 {
     RECT area = {0, 0, 330, 164};
-    const HWND probe = CreateDialogParamW(serverModule, MAKEINTRESOURCEW(dialogTemplate), GetDesktopWindow(),
-                                          nullptr, 0);
+    const HWND probe =
+        CreateDialogParamW(serverModule, MAKEINTRESOURCEW(dialogTemplate), GetDesktopWindow(), nullptr, 0);
     if (probe != nullptr) {
         GetWindowRect(probe, &area);
         DestroyWindow(probe);
@@ -95,7 +95,8 @@ STDMETHODIMP PropertyPage::Move(LPCRECT place)
 {
     if (place == nullptr) return E_POINTER;
     if (dialog_ == nullptr) return E_UNEXPECTED;
-    MoveWindow(dialog_, place->left, place->top, place->right - place->left, place->bottom - place->top, TRUE);
+    MoveWindow(dialog_, place->left, place->top, place->right - place->left, place->bottom - place->top,
+               TRUE);
     return S_OK;
 }
 

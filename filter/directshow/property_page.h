@@ -1,8 +1,7 @@
 #pragma once
 
-#include <windows.h>
-
 #include <ocidl.h>
+#include <windows.h>
 
 #include "filter/directshow/com_object.h"
 #include "filter/directshow/com_pointer.h"
@@ -14,8 +13,7 @@ class PropertyPage : public ComObject, public IPropertyPage
   public:
     PropertyPage(IUnknown* outer, WORD dialog, WORD titleText, const char* helpTopic)
         : ComObject(outer), dialogTemplate_(dialog), titleText_(titleText), helpTopic_(helpTopic)
-    {
-    }
+    {}
     TALV_FORWARD_UNKNOWN(Outer())
 
     STDMETHODIMP SetPageSite(IPropertyPageSite* site) override;

@@ -44,8 +44,8 @@ STDMETHODIMP ReaderAutomation::get_InputFileName(BSTR* out)
     return Guarded([&] { return ReturnText(WideText(filter_.source.fileName), out); });
 }
 
-// Kept: a name of exactly 260 characters passes here and is refused by Load with its own message; one would expect
-// one limit. Pinned by Automation.NameLimitsDifferByOne.
+// Kept: a name of exactly 260 characters passes here and is refused by Load with its own message; one would
+// expect one limit. Pinned by Automation.NameLimitsDifferByOne.
 STDMETHODIMP ReaderAutomation::put_InputFileName(BSTR fileName)
 {
     if (fileName == nullptr) return E_POINTER;
@@ -63,10 +63,10 @@ STDMETHODIMP ReaderAutomation::get_ConnectionState(LONG* out)
     return S_OK;
 }
 
-STDMETHODIMP ReaderAutomation::get_DicomDS(INT_PTR* out)
+STDMETHODIMP ReaderAutomation::get_DicomDS(DataSetPointer* out)
 {
     if (out == nullptr) return E_POINTER;
-    *out = reinterpret_cast<INT_PTR>(filter_.source.dataSet);
+    *out = reinterpret_cast<DataSetPointer>(filter_.source.dataSet);
     return S_OK;
 }
 
@@ -111,7 +111,7 @@ STDMETHODIMP ReaderAutomation::put_FrameDropping(VARIANT_BOOL on)
     return S_OK;
 }
 
-STDMETHODIMP ReaderAutomation::SetDicomDS(INT_PTR dataSet, VARIANT_BOOL copy)
+STDMETHODIMP ReaderAutomation::SetDicomDS(DataSetPointer dataSet, VARIANT_BOOL copy)
 {
     return Guarded([&] {
         const bool busy = filter_.State() != State_Stopped || filter_.ExposedPin().IsConnected();

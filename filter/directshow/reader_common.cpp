@@ -50,8 +50,7 @@ STDMETHODIMP ReaderCommon::ExportSettings(BSTR fileName)
             settings = filter_.timeline.settings;
         }
         std::string narrow;
-        const bool written =
-            NarrowName(fileName, &narrow) && talv::ExportSettings(settings, narrow.c_str());
+        const bool written = NarrowName(fileName, &narrow) && talv::ExportSettings(settings, narrow.c_str());
         return written ? S_OK : E_FAIL;
     });
 }

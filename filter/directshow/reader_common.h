@@ -6,8 +6,8 @@
 namespace talv {
 class DicomReaderFilter;
 
-/// ITMMCommon1 and ITMMCommon of the filter: settings to and from files and memory, and what its pins are. The
-/// filter has no input pin, so every question about one is answered E_INVALIDARG. Part of the filter.
+/// ITMMCommon1 and ITMMCommon of the filter: settings to and from files and memory, and what its pins are.
+/// The filter has no input pin, so every question about one is answered E_INVALIDARG. Part of the filter.
 class ReaderCommon final : public DualInterface<ITMMCommon>
 {
   public:

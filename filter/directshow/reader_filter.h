@@ -23,8 +23,9 @@ namespace talv {
 ///   filterLock        graph, clock, peers and media types; a leaf
 ///   seekingLock       the timeline: positions, rate, frame time, settings; a leaf
 ///
-/// The two leaves are held for a few instructions: not while a frame is decoded, not while another component is
-/// called, and no query waits for either. The state is atomic, so GetState and the worker need no lock for it.
+/// The two leaves are held for a few instructions: not while a frame is decoded, not while another component
+/// is called, and no query waits for either. The state is atomic, so GetState and the worker need no lock for
+/// it.
 class DicomReaderFilter final : public ComObject,
                                 public IBaseFilter,
                                 public IFileSourceFilter,

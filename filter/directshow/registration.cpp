@@ -121,7 +121,8 @@ HRESULT UnregisterClasses()
         for (const ClassEntry& entry : kClassTable)
             if (SUCCEEDED(hr) && entry.isFilter) hr = UnregisterFilter(mapper.Get(), entry);
     }
-    for (const ClassEntry& entry : kClassTable) RegDeleteTreeW(HKEY_CLASSES_ROOT, ClassKey(*entry.id).c_str());
+    for (const ClassEntry& entry : kClassTable)
+        RegDeleteTreeW(HKEY_CLASSES_ROOT, ClassKey(*entry.id).c_str());
     return hr;
 }
 

@@ -67,8 +67,8 @@ bool DicomOutputPin::IsActive()
     return worker_.Exists();
 }
 
-// Throws away what is under way and goes on from the timeline's new position. While one restart runs, others only
-// mark the timeline: its worker plans each sample anew, so the last request wins.
+// Throws away what is under way and goes on from the timeline's new position. While one restart runs, others
+// only mark the timeline: its worker plans each sample anew, so the last request wins.
 void DicomOutputPin::RestartStream()
 {
     {
@@ -136,7 +136,11 @@ void DicomOutputPin::ProduceSamples()
             if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
             return;
         }
-        if (input_->Receive(sample.Get()) != S_OK) return;
+        // A graph may set this filter going before the ones downstream: the sample waits until they are
+        // ready.
+        hr = input_->Receive(sample.Get());
+        while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input_->Receive(sample.Get());
+        if (hr != S_OK) return;
     }
 }
 

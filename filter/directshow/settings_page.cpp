@@ -89,9 +89,9 @@ void SettingsPage::EnableControls()
 
 void SettingsPage::AddToolTips()
 {
-    const HWND tips = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP,
-                                      CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, dialog_,
-                                      nullptr, serverModule, nullptr);
+    const HWND tips =
+        CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP, CW_USEDEFAULT,
+                        CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, dialog_, nullptr, serverModule, nullptr);
     if (tips == nullptr) return;
     for (const int id : kTippedControls) {
         wchar_t text[128] = {};

@@ -7,14 +7,14 @@
 
 namespace talv {
 namespace {
-constexpr int64_t kUnitsPerByte = 10'000'000;  // sample times of a pulled stream are byte positions, times a second
+constexpr int64_t kUnitsPerByte =
+    10'000'000;  // sample times of a pulled stream are byte positions, times a second
 const GUID* const kOfferedSubtypes[] = {&MEDIASUBTYPE_MPEG2_VIDEO, &GUID_NULL};
 }  // namespace
 
 StreamOutputPin::StreamOutputPin(DicomReaderFilter& filter)
     : OutputPin(filter, L"MPEG-2 Output"), changed_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
-{
-}
+{}
 
 StreamOutputPin::~StreamOutputPin()
 {
@@ -78,8 +78,8 @@ STDMETHODIMP StreamOutputPin::RequestAllocator(IMemAllocator* preferred, ALLOCAT
     });
 }
 
-// Reads the range that the sample's times ask for, cut at the end of the stream, and sets times and length to what
-// was read.
+// Reads the range that the sample's times ask for, cut at the end of the stream, and sets times and length to
+// what was read.
 HRESULT StreamOutputPin::ReadInto(IMediaSample* sample)
 {
     REFERENCE_TIME start = 0, stop = 0;

@@ -6,14 +6,17 @@
 #include "filter/directshow/output_pin.h"
 
 namespace talv {
-/// The MPEG-2 pin: offers the stream held in memory to a parser that pulls it. Reads are answered at once, on the
-/// caller's thread; asynchronous requests are filled when they are made and handed back by WaitForNext.
+/// The MPEG-2 pin: offers the stream held in memory to a parser that pulls it. Reads are answered at once, on
+/// the caller's thread; asynchronous requests are filled when they are made and handed back by WaitForNext.
 class StreamOutputPin final : public OutputPin, public IAsyncReader
 {
   public:
     explicit StreamOutputPin(DicomReaderFilter& filter);
     ~StreamOutputPin() override;
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return OutputPin::QueryInterface(iid, out); }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        return OutputPin::QueryInterface(iid, out);
+    }
     STDMETHODIMP_(ULONG) AddRef() override { return OutputPin::AddRef(); }
     STDMETHODIMP_(ULONG) Release() override { return OutputPin::Release(); }
 
@@ -47,6 +50,6 @@ class StreamOutputPin final : public OutputPin, public IAsyncReader
     Lock requestLock_;           ///< guards filled_ and flushing_; a leaf
     std::deque<Filled> filled_;  ///< requests waiting for WaitForNext, oldest first
     bool flushing_ = false;
-    HANDLE changed_;             ///< auto reset: a request was filled or a flush began
+    HANDLE changed_;  ///< auto reset: a request was filled or a flush began
 };
 }  // namespace talv

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <windows.h>
-
 #include <objbase.h>
 #include <oleauto.h>
+#include <windows.h>
 
 #include <string>
 

@@ -54,8 +54,8 @@ HRESULT RegisterEmbeddedLibrary()
 
 void UnregisterEmbeddedLibrary()
 {
-    // The library is registered under the kind of the build that did it; a 64-bit build that asked for the 32-bit
-    // kind only would leave its own behind.
+    // The library is registered under the kind of the build that did it; a 64-bit build that asked for the
+    // 32-bit kind only would leave its own behind.
     if (sizeof(void*) == 8) UnRegisterTypeLib(kTypeLibrary, 1, 0, 0, SYS_WIN64);
     UnRegisterTypeLib(kTypeLibrary, 1, 0, 0, SYS_WIN32);
 }

@@ -4,9 +4,9 @@
 
 namespace talv {
 WorkerThread::WorkerThread()
-    : posted_(CreateEventW(nullptr, TRUE, FALSE, nullptr)), taken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
-{
-}
+    : posted_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+      taken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
+{}
 
 WorkerThread::~WorkerThread()
 {

@@ -14,9 +14,9 @@ enum class WorkerCommand
     exit,
 };
 
-/// A thread with a slot for one command. Send waits until the worker has taken the command, that is, until it has
-/// left what it was doing. One thread at a time may call Start, Send and Join (the pin's worker lock sees to it);
-/// the worker calls Wait and Pending. While the thread runs the library is not unloaded.
+/// A thread with a slot for one command. Send waits until the worker has taken the command, that is, until it
+/// has left what it was doing. One thread at a time may call Start, Send and Join (the pin's worker lock sees
+/// to it); the worker calls Wait and Pending. While the thread runs the library is not unloaded.
 class WorkerThread
 {
   public:

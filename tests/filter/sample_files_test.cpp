@@ -2,6 +2,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "dicom/reader.h"
 #include "tests/filter/source_fixture.h"
 
 // The sample files against the facts recorded beside them.
@@ -25,12 +26,27 @@ class SampleFiles : public SourceTest
             return;
         }
         if (outcome == "either" && result != 0) return;
+        if (CodecIsMissing(facts)) {
+            EXPECT_EQ(notices, std::vector<std::string>{"Error reading Dicom images"});
+            return;
+        }
         ASSERT_EQ(result, 0) << (notices.empty() ? "silent" : notices[0]);
         EXPECT_EQ(source.isMpeg2Stream, outcome == "mpeg2");
         if (outcome == "mpeg2")
             EXPECT_GT(source.streamReader.Length(), 0);
         else
             CheckImage(facts.at("expected"));
+    }
+
+    /// True for a file whose compression needs a codec that this build does not have.
+    bool CodecIsMissing(const json& facts) const
+    {
+        if (!facts.contains("expected")) return false;
+        const int32_t compression = facts.at("expected").at("compression");
+        const CodecEntryPoints& codecs = source.dataSet->tables.codecs;
+        const bool jpeg = compression == kCompressionJpegLossless || compression == kCompressionJpegLossy;
+        const bool j2k = compression == kCompressionJ2kLossless || compression == kCompressionJ2k;
+        return (jpeg && codecs.loadBufferCmp == nullptr) || (j2k && codecs.j2kDecompressFrame == nullptr);
     }
 
     void CheckImage(const json& expected)

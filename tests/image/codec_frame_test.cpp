@@ -4,10 +4,8 @@
 #include "codecs/entry_points.h"
 #include "tests/image/image_fixture.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 /// What the fake codecs saw and what they are to answer.
 struct CodecScript
 {
@@ -36,8 +34,8 @@ void FillRows(void* dest, uint32_t width, uint32_t height, uint32_t bits)
         for (uint32_t x = 0; x < used; ++x) out[y * pitch + x] = next++;
 }
 
-int32_t FLT_CALL FakeLoad(const void* src, uint32_t count, void* dest, int32_t format, int32_t width, int32_t height,
-                          uint32_t bits, void* tables, uint32_t flags)
+int32_t FLT_CALL FakeLoad(const void* src, uint32_t count, void* dest, int32_t format, int32_t width,
+                          int32_t height, uint32_t bits, void* tables, uint32_t flags)
 {
     const auto* bytes = static_cast<const uint8_t*>(src);
     script.source.assign(bytes, bytes + count);
@@ -81,13 +79,12 @@ TEST(CodecFrame, AMissingCodecIsSaid)
 {
     DataSetTables tables = StandardTables();
     tables.codecs = {};
-    for (const char* syntax : {kJpegSyntax, "1.2.840.10008.1.2.4.70", kJ2kSyntax, "1.2.840.10008.1.2.4.91"})
-    {
+    for (const char* syntax : {kJpegSyntax, "1.2.840.10008.1.2.4.70", kJ2kSyntax, "1.2.840.10008.1.2.4.91"}) {
         LoadedFile file(Encoded(Grey8(1, 2), syntax), tables);
         EXPECT_EQ(Picture(&file).status, kDicomCodecMissing) << syntax;
     }
-    for (const char* syntax : {"1.2.840.10008.1.2.4.80", "1.2.840.10008.1.2.4.81", "1.2.840.10008.1.2.4.100"})
-    {
+    for (const char* syntax :
+         {"1.2.840.10008.1.2.4.80", "1.2.840.10008.1.2.4.81", "1.2.840.10008.1.2.4.100"}) {
         LoadedFile file(Encoded(Grey8(1, 2), syntax), tables);
         EXPECT_EQ(Picture(&file).status, kDicomUnsupportedCompression) << syntax;
     }
@@ -125,8 +122,7 @@ TEST(CodecFrame, J2kGetsItsDescriptor)
 
 TEST(CodecFrame, JpegFailuresKeepTheirCode)
 {
-    for (int32_t code : {-1, -9, -44, -62})
-    {
+    for (int32_t code : {-1, -9, -44, -62}) {
         LoadedFile file(Encoded(Grey8(1, 1)), FakeTables({code}));
         EXPECT_EQ(Picture(&file).status, static_cast<DicomStatus>(code));
         EXPECT_EQ(script.calls, 1u);

@@ -2,10 +2,8 @@
 
 #include "tests/image/image_fixture.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 ByteVector Fragment(uint8_t mark, bool ends = false)
 {
     ByteVector bytes(6, mark);
@@ -36,9 +34,9 @@ TEST(FrameLocation, NativeFramesAreCountedByTheirSize)
         size_t bytes;
         uint32_t frames;
     } const cases[] = {{12, 3}, {14, 3}, {4, 1}, {2, 1}};
-    for (const auto& one : cases)
-    {
-        LoadedFile file(PreambleFile().ExplicitLittle().Image(Framed("")).NativePixels(ByteVector(one.bytes, 1)).Bytes());
+    for (const auto& one : cases) {
+        LoadedFile file(
+            PreambleFile().ExplicitLittle().Image(Framed("")).NativePixels(ByteVector(one.bytes, 1)).Bytes());
         const ImageDescription description = file.Description(one.frames - 1);
         EXPECT_EQ(file.descriptionStatus, kDicomOk);
         EXPECT_EQ(description.frameCount, one.frames);
@@ -55,8 +53,7 @@ TEST(FrameLocation, ItemsAreFrames)
         return PreambleFile().ExplicitLittle(kJpegSyntax).Image(Framed("")).Encapsulated(fragments);
     };
     LoadedFile file(build({Fragment(0), Fragment(1), Fragment(2), Fragment(3)}).Bytes());
-    for (uint32_t frame = 0; frame < 4; ++frame)
-    {
+    for (uint32_t frame = 0; frame < 4; ++frame) {
         const ImageDescription description = file.Description(frame);
         EXPECT_EQ(description.frameCount, 4u);
         uint8_t first = 0xFF;
@@ -72,9 +69,12 @@ TEST(FrameLocation, ItemsAreFrames)
 TEST(FrameLocation, ALoneItemIsAFrameWhenItIsLongEnough)
 {
     const auto build = [](uint32_t length) {
-        return PreambleFile().ExplicitLittle(kJpegSyntax).Image(Framed(""))
+        return PreambleFile()
+            .ExplicitLittle(kJpegSyntax)
+            .Image(Framed(""))
             .Header(kTagPixelData, "OB", kUndefinedLength)
-            .Header(kTagItem, "", length).Raw(ByteVector(length, 1))
+            .Header(kTagItem, "", length)
+            .Raw(ByteVector(length, 1))
             .Header(kTagSequenceDelimiter, "", 0);
     };
     EXPECT_EQ(StatusOf(build(4)), kDicomOk);
@@ -112,10 +112,12 @@ TEST(FrameLocation, FragmentsAreJoinedOnlyWhereTheFileSaysSo)
         {"count below 1", "0", four, {0, 28}, 4, 1},
         {"huge count", "2147483647", four, {}, 4, 1},
     };
-    for (const auto& one : cases)
-    {
-        LoadedFile file(PreambleFile().ExplicitLittle(kJpegSyntax).Image(Framed(one.frames))
-                            .Encapsulated(one.fragments, one.offsets).Bytes());
+    for (const auto& one : cases) {
+        LoadedFile file(PreambleFile()
+                            .ExplicitLittle(kJpegSyntax)
+                            .Image(Framed(one.frames))
+                            .Encapsulated(one.fragments, one.offsets)
+                            .Bytes());
         const ImageDescription description = file.Description(1);
         EXPECT_EQ(description.frameCount, one.frameCount) << one.what;
         uint8_t first = 0xFF;
@@ -123,15 +125,19 @@ TEST(FrameLocation, FragmentsAreJoinedOnlyWhereTheFileSaysSo)
         EXPECT_EQ(file.dataSet.ReadValueBytes(description.frameElement, 0, &first, 1), 1u);
         EXPECT_EQ(first, one.markOfFrame1) << one.what;
     }
-    LoadedFile single(PreambleFile().ExplicitLittle(kJpegSyntax).Image(Framed("1")).Encapsulated(four).Bytes());
+    LoadedFile single(
+        PreambleFile().ExplicitLittle(kJpegSyntax).Image(Framed("1")).Encapsulated(four).Bytes());
     EXPECT_EQ(single.Description().frameCount, 1u);
 }
 
 TEST(FrameLocation, DamagedItemListsHaveNoFrames)
 {
     DicomBuilder nested = PreambleFile().ExplicitLittle(kJpegSyntax).Image(Framed(""));
-    nested.BeginFragments().Fragment(Fragment(1)).Header(kTagItem, "", kUndefinedLength)
-        .Header(kTagItemDelimiter, "", 0).Header(kTagSequenceDelimiter, "", 0);
+    nested.BeginFragments()
+        .Fragment(Fragment(1))
+        .Header(kTagItem, "", kUndefinedLength)
+        .Header(kTagItemDelimiter, "", 0)
+        .Header(kTagSequenceDelimiter, "", 0);
     EXPECT_EQ(StatusOf(nested), kDicomNoFrame);
 }
 
@@ -141,27 +147,28 @@ TEST(FrameLocation, FramesAreCountedAcrossPixelDataElements)
     DicomBuilder builder = PreambleFile().ExplicitLittle();
     builder.BeginSequence(0x00880200);
     for (uint8_t part = 0; part < 2; ++part)
-        builder.BeginItem().Image(Framed("")).NativePixels(ByteVector{
-            uint8_t(10 * part), 0, 0, 0, uint8_t(10 * part + 1), 0, 0, 0}).EndItem();
+        builder.BeginItem()
+            .Image(Framed(""))
+            .NativePixels(ByteVector{uint8_t(10 * part), 0, 0, 0, uint8_t(10 * part + 1), 0, 0, 0})
+            .EndItem();
     builder.EndSequence();
     LoadedFile file(builder.Bytes());
-    for (uint32_t frame = 0; frame < 5; ++frame)
-    {
+    for (uint32_t frame = 0; frame < 5; ++frame) {
         ImageBitmap bitmap{};
-        const DicomStatus status = GetImageFromDataSet(&file.dataSet, nullptr, &bitmap, kBitmapStructSize, frame, 0, 4,
-                                                       0, nullptr, nullptr);
+        const DicomStatus status = GetImageFromDataSet(&file.dataSet, nullptr, &bitmap, kBitmapStructSize,
+                                                       frame, 0, 4, 0, nullptr, nullptr);
         EXPECT_EQ(status, frame < 4 ? kDicomOk : kDicomNoFrame);
         uint8_t row[4] = {};
         if (status == kDicomOk) GetBitmapRow(&bitmap, row, 0, 4);
-        if (frame < 4)
-        {
+        if (frame < 4) {
             EXPECT_EQ(row[0], frame % 2 + frame / 2 * 10);
         }
         FreeBitmap(&bitmap);
     }
     LoadedFile none(PreambleFile().ExplicitLittle().Image(Framed("")).Bytes());
     ImageBitmap bitmap{};
-    EXPECT_EQ(GetImageFromDataSet(&none.dataSet, nullptr, &bitmap, kBitmapStructSize, 0, 0, 4, 0, nullptr, nullptr),
-              kDicomNoFrame);
+    EXPECT_EQ(
+        GetImageFromDataSet(&none.dataSet, nullptr, &bitmap, kBitmapStructSize, 0, 0, 4, 0, nullptr, nullptr),
+        kDicomNoFrame);
 }
 }  // namespace talv

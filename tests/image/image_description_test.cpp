@@ -4,10 +4,8 @@
 
 #include "tests/image/image_fixture.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 ByteVector FileWith(const ImageAttributes& attributes)
 {
     return PreambleFile().ExplicitLittle().Image(attributes).NativePixels(ByteVector(4096, 1)).Bytes();
@@ -50,8 +48,7 @@ TEST(ImageDescription, PhotometricAndBitsChooseTheOutput)
         {"HSV", 3, 8, 8, 7, kDicomUnknownPhotometric, 0, 0, 0, 0},
         {"", 1, 8, 8, 7, kDicomUnknownPhotometric, 0, 0, 0, 0},
     };
-    for (const auto& one : cases)
-    {
+    for (const auto& one : cases) {
         ImageAttributes attributes = Grey8(2, 5);
         attributes.photometric = one.photometric;
         attributes.samplesPerPixel = one.samples;
@@ -60,7 +57,8 @@ TEST(ImageDescription, PhotometricAndBitsChooseTheOutput)
         attributes.highBit = one.highBit;
         LoadedFile file(FileWith(attributes));
         const ImageDescription description = file.Description();
-        SCOPED_TRACE(testing::Message() << one.photometric << " x " << one.samples << ", " << one.allocated << " bits");
+        SCOPED_TRACE(testing::Message()
+                     << one.photometric << " x " << one.samples << ", " << one.allocated << " bits");
         ASSERT_EQ(file.descriptionStatus, one.status);
         if (one.status != kDicomOk) continue;
         EXPECT_EQ(description.outputBits, one.outputBits);
@@ -78,12 +76,19 @@ TEST(ImageDescription, BitAttributesAreMadeToAgree)
         uint32_t allocated, stored, highBit;
         uint32_t wantedAllocated, wantedStored, wantedHighBit;
     } const cases[] = {
-        {16, 12, 11, 16, 12, 11}, {16, 12, 15, 16, 12, 15}, {0, 0, 0, 8, 8, 7},    {16, 0, 0, 16, 16, 15},
-        {8, 12, 11, 8, 8, 7},     {16, 12, 5, 16, 12, 11},  {16, 12, 16, 16, 12, 11}, {1, 1, 0, 1, 1, 0},
-        {32, 32, 31, 32, 32, 31}, {16, 65535, 65535, 16, 16, 15}, {16, 16, UINT32_MAX, 16, 16, 15},
+        {16, 12, 11, 16, 12, 11},
+        {16, 12, 15, 16, 12, 15},
+        {0, 0, 0, 8, 8, 7},
+        {16, 0, 0, 16, 16, 15},
+        {8, 12, 11, 8, 8, 7},
+        {16, 12, 5, 16, 12, 11},
+        {16, 12, 16, 16, 12, 11},
+        {1, 1, 0, 1, 1, 0},
+        {32, 32, 31, 32, 32, 31},
+        {16, 65535, 65535, 16, 16, 15},
+        {16, 16, UINT32_MAX, 16, 16, 15},
     };
-    for (const auto& one : cases)
-    {
+    for (const auto& one : cases) {
         ImageDescription description;
         description.bitsAllocated = one.allocated;
         description.bitsStored = one.stored;
@@ -97,15 +102,15 @@ TEST(ImageDescription, BitAttributesAreMadeToAgree)
         LoadedFile file(FileWith(attributes));
         description = file.Description();
         EXPECT_EQ(file.descriptionStatus, kDicomOk);
-        EXPECT_EQ((std::vector<uint32_t>{description.bitsAllocated, description.bitsStored, description.highBit}),
-                  wanted);
+        EXPECT_EQ(
+            (std::vector<uint32_t>{description.bitsAllocated, description.bitsStored, description.highBit}),
+            wanted);
     }
 }
 
 TEST(ImageDescription, GeometryIsRequired)
 {
-    for (auto [rows, columns] : {std::pair<uint16_t, uint16_t>{0, 5}, {5, 0}, {0, 0}})
-    {
+    for (auto [rows, columns] : {std::pair<uint16_t, uint16_t>{0, 5}, {5, 0}, {0, 0}}) {
         LoadedFile file(FileWith(Grey8(rows, columns)));
         file.Description();
         EXPECT_EQ(file.descriptionStatus, kDicomNoGeometry);
@@ -153,7 +158,8 @@ TEST(ImageDescription, AChangeOfTheDataSetIsSeen)
     LoadedFile file(FileWith(Grey8(2, 5)));
     EXPECT_EQ(file.Description().rows, 2u);
     const uint16_t rows = 4;
-    ASSERT_TRUE(file.dataSet.SetValues(file.dataSet.FindFirstElement(nullptr, 0x00280010, true), &rows, 1, 0));
+    ASSERT_TRUE(
+        file.dataSet.SetValues(file.dataSet.FindFirstElement(nullptr, 0x00280010, true), &rows, 1, 0));
     EXPECT_EQ(file.Description().rows, 4u);
 }
 }  // namespace talv

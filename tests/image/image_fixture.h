@@ -10,8 +10,7 @@
 #include "image/image_description.h"
 #include "tests/support/dicom_builder.h"
 
-namespace talv
-{
+namespace talv {
 /// A data set loaded from bytes in memory.
 class LoadedFile
 {
@@ -46,8 +45,8 @@ class Picture
 {
   public:
     Picture(LoadedFile* file, uint32_t frame = 0, uint32_t options = kPlayerImageOptions)
-        : status(GetImage(&file->dataSet, file->PixelData(), &bitmap, kBitmapStructSize, frame, 0, 4, options, nullptr,
-                          nullptr))
+        : status(GetImage(&file->dataSet, file->PixelData(), &bitmap, kBitmapStructSize, frame, 0, 4, options,
+                          nullptr, nullptr))
     {}
     ~Picture() { FreeBitmap(&bitmap); }
     Picture(const Picture&) = delete;
@@ -58,9 +57,10 @@ class Picture
     {
         ByteVector rows(size_t{bitmap.bytesPerLine} * static_cast<size_t>(bitmap.height));
         for (int32_t y = 0; y < bitmap.height; ++y)
-            EXPECT_EQ(GetBitmapRow(&bitmap, rows.data() + size_t{bitmap.bytesPerLine} * static_cast<size_t>(y), y,
-                                   bitmap.bytesPerLine),
-                      static_cast<int32_t>(bitmap.bytesPerLine));
+            EXPECT_EQ(
+                GetBitmapRow(&bitmap, rows.data() + size_t{bitmap.bytesPerLine} * static_cast<size_t>(y), y,
+                             bitmap.bytesPerLine),
+                static_cast<int32_t>(bitmap.bytesPerLine));
         return rows;
     }
     /// All rows as little-endian words.
@@ -68,7 +68,8 @@ class Picture
     {
         const ByteVector rows = Rows();
         std::vector<uint16_t> words(rows.size() / 2);
-        for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<uint16_t>(rows[2 * i] | rows[2 * i + 1] << 8);
+        for (size_t i = 0; i < words.size(); ++i)
+            words[i] = static_cast<uint16_t>(rows[2 * i] | rows[2 * i + 1] << 8);
         return words;
     }
 
@@ -91,7 +92,8 @@ inline ImageAttributes Grey16(uint16_t rows, uint16_t columns, bool isSigned = f
     attributes.pixelRepresentation = isSigned ? 1 : 0;
     return attributes;
 }
-inline ImageAttributes Color8(uint16_t rows, uint16_t columns, const char* photometric = "RGB", uint16_t planar = 0)
+inline ImageAttributes Color8(uint16_t rows, uint16_t columns, const char* photometric = "RGB",
+                              uint16_t planar = 0)
 {
     ImageAttributes attributes = Grey8(rows, columns);
     attributes.samplesPerPixel = 3;

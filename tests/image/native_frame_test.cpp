@@ -2,10 +2,8 @@
 
 #include "tests/image/image_fixture.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 ByteVector Native(const ImageAttributes& attributes, const ByteVector& pixels)
 {
     return PreambleFile().ExplicitLittle().Image(attributes).NativePixels(pixels).Bytes();
@@ -150,8 +148,12 @@ TEST(NativeFrame, WhatTheFileLacksIsZero)
     EXPECT_EQ(Picture(&shortValue).Rows(), ByteVector({1, 2, 0, 0, 0, 0, 0, 0}));
 
     // Three frames declared, one and a half there.
-    LoadedFile file(PreambleFile().ExplicitLittle().Image(Grey8(1, 4)).Header(kTagPixelData, "OW", 12)
-                        .Raw(ByteVector{1, 2, 3, 4, 5, 6}).Bytes());
+    LoadedFile file(PreambleFile()
+                        .ExplicitLittle()
+                        .Image(Grey8(1, 4))
+                        .Header(kTagPixelData, "OW", 12)
+                        .Raw(ByteVector{1, 2, 3, 4, 5, 6})
+                        .Bytes());
     ASSERT_EQ(file.status, kDicomOk);
     EXPECT_EQ(file.Description().frameCount, 3u);
     EXPECT_EQ(Picture(&file, 0).Rows(), ByteVector({1, 2, 3, 4}));
@@ -161,8 +163,7 @@ TEST(NativeFrame, WhatTheFileLacksIsZero)
 
 TEST(NativeFrame, SmallFilesNeverMakeLargeBitmaps)
 {
-    for (uint16_t side : {uint16_t{65535}, uint16_t{30000}, uint16_t{9000}})
-    {
+    for (uint16_t side : {uint16_t{65535}, uint16_t{30000}, uint16_t{9000}}) {
         LoadedFile file(Native(Grey8(side, side), {1, 2}));
         EXPECT_EQ(Picture(&file).status, kDicomNoFrame) << side;
     }
@@ -196,12 +197,12 @@ TEST(ColorFrame, SamplesAreSpreadOverTheirRange)
         return std::vector<int>{row[2], row[1], row[0]};
     };
     using Levels = std::vector<int>;
-    EXPECT_EQ(rows(nullptr, -1, -1), Levels({0, 127, 255}));        // measured
-    EXPECT_EQ(rows(nullptr, 0, 255), Levels({50, 75, 100}));        // as the file says
-    EXPECT_EQ(rows(nullptr, 0, -1), Levels({127, 191, 255}));       // half measured
-    EXPECT_EQ(rows(nullptr, 9, 9), Levels({0, 127, 255}));          // no range at all: measured
-    EXPECT_EQ(rows(nullptr, 90, 60), Levels({0, 0, 255}));          // turned around: the lower end comes first
-    EXPECT_EQ(rows("Toshiba", 0, 255), Levels({0, 127, 255}));      // not trusted
+    EXPECT_EQ(rows(nullptr, -1, -1), Levels({0, 127, 255}));    // measured
+    EXPECT_EQ(rows(nullptr, 0, 255), Levels({50, 75, 100}));    // as the file says
+    EXPECT_EQ(rows(nullptr, 0, -1), Levels({127, 191, 255}));   // half measured
+    EXPECT_EQ(rows(nullptr, 9, 9), Levels({0, 127, 255}));      // no range at all: measured
+    EXPECT_EQ(rows(nullptr, 90, 60), Levels({0, 0, 255}));      // turned around: the lower end comes first
+    EXPECT_EQ(rows("Toshiba", 0, 255), Levels({0, 127, 255}));  // not trusted
     EXPECT_EQ(rows("Toshiba Ltd", 0, 255), Levels({50, 75, 100}));
 }
 
@@ -244,8 +245,11 @@ TEST(RleFrameOfGetImage, TakesTheWayOfNativeFrames)
     LoadedFile file(builder.Us(0x00280106, 0).Us(0x00280107, 255).Encapsulated({item}).Bytes());
     EXPECT_EQ(Picture(&file).Rows(), ByteVector({0, 0, 0, 254, 254, 254, 0, 0}));
 
-    LoadedFile headerless(PreambleFile().ExplicitLittle(kRleSyntax).Image(Grey8(1, 1))
-                              .Encapsulated({ByteVector(40, 0)}).Bytes());
+    LoadedFile headerless(PreambleFile()
+                              .ExplicitLittle(kRleSyntax)
+                              .Image(Grey8(1, 1))
+                              .Encapsulated({ByteVector(40, 0)})
+                              .Bytes());
     EXPECT_EQ(Picture(&headerless).status, kDicomShortRead);
 }
 }  // namespace talv

@@ -2,10 +2,8 @@
 
 #include "tests/image/image_fixture.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 constexpr uint32_t kDescriptor = 0x00281101, kTable = 0x00281201, kSegmentedTable = 0x00281221;
 
 ImageAttributes Palette(uint16_t bits, uint16_t columns)
@@ -59,8 +57,8 @@ TEST(PaletteFrame, SamplesBecomeIndices)
 
 TEST(PaletteFrame, EachColourCountsFromItsOwnFirstValue)
 {
-    const std::vector<Colour> colours = {{2, 0, 16, {0x0100, 0x0200}}, {3, 1, 16, {0x0A00, 0x0B00, 0x0C00}},
-                                         {1, 0, 16, {0x7F00}}};
+    const std::vector<Colour> colours = {
+        {2, 0, 16, {0x0100, 0x0200}}, {3, 1, 16, {0x0A00, 0x0B00, 0x0C00}}, {1, 0, 16, {0x7F00}}};
     LoadedFile file(WithPalette(Palette(8, 4), colours).NativePixels({0, 1, 2, 3}).Bytes());
     Picture picture(&file);
     EXPECT_EQ(picture.Rows(), ByteVector({0, 1, 2, 2}));
@@ -92,7 +90,8 @@ TEST(PaletteFrame, LargePalettesBecomeColors)
 TEST(PaletteFrame, SegmentedTablesAreExpanded)
 {
     const Colour colour = {6, 0, 16, {0, 2, 100 << 8, 200 << 8, 1, 4, 240 << 8}};
-    LoadedFile file(WithPalette(Palette(8, 1), {colour, colour, colour}, kSegmentedTable).NativePixels({0, 0}).Bytes());
+    LoadedFile file(
+        WithPalette(Palette(8, 1), {colour, colour, colour}, kSegmentedTable).NativePixels({0, 0}).Bytes());
     Picture picture(&file);
     ASSERT_EQ(picture.status, kDicomOk);
     const int expected[] = {100, 200, 200, 210, 220, 230};
@@ -100,11 +99,13 @@ TEST(PaletteFrame, SegmentedTablesAreExpanded)
 
     Colour narrow = colour;
     narrow.bits = 8;
-    LoadedFile refused(WithPalette(Palette(8, 1), {colour, colour, narrow}, kSegmentedTable).NativePixels({0, 0}).Bytes());
+    LoadedFile refused(
+        WithPalette(Palette(8, 1), {colour, colour, narrow}, kSegmentedTable).NativePixels({0, 0}).Bytes());
     EXPECT_EQ(Picture(&refused).status, kDicomNoGeometry);
     Colour broken = colour;
     broken.entries = {9, 9};
-    LoadedFile damaged(WithPalette(Palette(8, 1), {broken, colour, colour}, kSegmentedTable).NativePixels({0, 0}).Bytes());
+    LoadedFile damaged(
+        WithPalette(Palette(8, 1), {broken, colour, colour}, kSegmentedTable).NativePixels({0, 0}).Bytes());
     EXPECT_EQ(Picture(&damaged).status, kDicomNoGeometry);
 }
 

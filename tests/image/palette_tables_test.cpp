@@ -4,8 +4,7 @@
 
 #include "image/window_palette.h"
 
-namespace talv
-{
+namespace talv {
 using Words = std::vector<uint16_t>;
 
 TEST(PaletteTables, SegmentsExpandAsTheirOpcodesSay)
@@ -32,12 +31,10 @@ TEST(PaletteTables, SegmentsExpandAsTheirOpcodesSay)
         {"indirect at itself", {0, 1, 7, 2, 1, 6, 0}, {7, 0}, kDicomBadPaletteSegment},
         {"indirect outside", {2, 1, 400, 0}, {0}, kDicomBadPaletteSegment},
     };
-    for (const auto& one : cases)
-    {
+    for (const auto& one : cases) {
         Words table(one.table.size());
         EXPECT_EQ(ExpandSegmentedTable(one.segments, &table), one.status) << one.what;
-        if (one.status == kDicomOk)
-        {
+        if (one.status == kDicomOk) {
             EXPECT_EQ(table, one.table) << one.what;
         }
     }
@@ -49,16 +46,14 @@ TEST(WindowPalette, RampsBetweenTheWindowsEnds)
         std::vector<PaletteEntry> entries(256);
         EXPECT_EQ(MakeWindowPalette(center, width, inverted, entries.data(), 256), kDicomOk);
         std::vector<int> result;
-        for (const PaletteEntry& entry : entries)
-        {
+        for (const PaletteEntry& entry : entries) {
             EXPECT_TRUE(entry.blue == entry.green && entry.green == entry.red && entry.reserved == 0);
             result.push_back(entry.blue);
         }
         return result;
     };
     for (double width : {255.0, 0.0, -5.0, 1e300})
-        for (int i = 0; i < 256; ++i)
-        {
+        for (int i = 0; i < 256; ++i) {
             EXPECT_EQ(levels(kIdentityCenter, width, false)[static_cast<size_t>(i)], i);
             EXPECT_EQ(levels(kIdentityCenter, width, true)[static_cast<size_t>(i)], 255 - i);
         }

@@ -6,24 +6,24 @@
 
 #include "tests/support/byte_writer.h"
 
-namespace talv
-{
-namespace
-{
+namespace talv {
+namespace {
 ByteVector Item(const std::vector<ByteVector>& segments, uint32_t declared)
 {
     ByteWriter item;
     item.U32le(declared);
     uint32_t offset = 64;
-    for (size_t i = 0; i < 15; ++i)
-    {
+    for (size_t i = 0; i < 15; ++i) {
         item.U32le(i < segments.size() ? offset : 0);
         if (i < segments.size()) offset += static_cast<uint32_t>(segments[i].size());
     }
     for (const ByteVector& segment : segments) item.Bytes(segment);
     return item;
 }
-ByteVector Item(const std::vector<ByteVector>& segments) { return Item(segments, static_cast<uint32_t>(segments.size())); }
+ByteVector Item(const std::vector<ByteVector>& segments)
+{
+    return Item(segments, static_cast<uint32_t>(segments.size()));
+}
 
 ImageDescription FrameOf(uint64_t bytes)
 {
@@ -49,8 +49,7 @@ ByteVector Decode(const ByteVector& item, const ImageDescription& description)
 ByteVector Literals(const ByteVector& bytes)
 {
     ByteVector segment;
-    for (size_t at = 0; at < bytes.size(); at += 128)
-    {
+    for (size_t at = 0; at < bytes.size(); at += 128) {
         const size_t count = std::min<size_t>(128, bytes.size() - at);
         segment.push_back(static_cast<uint8_t>(count - 1));
         segment.insert(segment.end(), bytes.begin() + static_cast<ptrdiff_t>(at),
@@ -111,8 +110,7 @@ TEST(RleFrame, OnlyPaletteWordsAreSwapped)
 
 TEST(RleFrame, OffsetsWithoutSenseMakeEmptySegments)
 {
-    for (uint32_t offset : {0u, 63u, 66u, 0x7FFFFFFFu, 0xFFFFFFFFu})
-    {
+    for (uint32_t offset : {0u, 63u, 66u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         ByteWriter item;
         item.U32le(1).U32le(offset).Zeros(56).Bytes({0, 9});
         EXPECT_EQ(Decode(item, FrameOf(2)), ByteVector({0, 0})) << offset;
@@ -125,25 +123,21 @@ TEST(RleFrame, OffsetsWithoutSenseMakeEmptySegments)
 TEST(RleFrame, AgreesWithTheDefinitionOnRandomSegments)
 {
     std::mt19937 random(7);
-    for (int round = 0; round < 2000; ++round)
-    {
+    for (int round = 0; round < 2000; ++round) {
         const uint32_t segments = 1 + random() % 3;
         const size_t frameSize = 1 + random() % 700;
         std::vector<ByteVector> streams(segments);
         ByteVector expected(frameSize, 0);
-        for (uint32_t s = 0; s < segments; ++s)
-        {
+        for (uint32_t s = 0; s < segments; ++s) {
             streams[s].resize(random() % 300);
             for (uint8_t& byte : streams[s]) byte = static_cast<uint8_t>(random());
             size_t at = s;
             const ByteVector& in = streams[s];
-            for (size_t i = 0; i < in.size() && at < frameSize;)
-            {
+            for (size_t i = 0; i < in.size() && at < frameSize;) {
                 const uint32_t control = in[i++];
                 const uint32_t length = control < 128 ? control + 1 : control > 128 ? 257 - control : 0;
                 const size_t start = i;
-                for (uint32_t k = 0; k < length && at < frameSize && i < in.size(); ++k, at += segments)
-                {
+                for (uint32_t k = 0; k < length && at < frameSize && i < in.size(); ++k, at += segments) {
                     expected[at] = in[control < 128 ? i++ : start];
                 }
                 if (control > 128) i = start + 1;

@@ -14,8 +14,8 @@ HRESULT MakeReaderFilter(const std::wstring& serverPath, ComPointer<IBaseFilter>
     const HMODULE server = LoadLibraryExW(full, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (server == nullptr) return HRESULT_FROM_WIN32(GetLastError());
     using GetClassObject = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
-    const auto getClassObject =
-        reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(GetProcAddress(server, "DllGetClassObject")));
+    const auto getClassObject = reinterpret_cast<GetClassObject>(
+        reinterpret_cast<void*>(GetProcAddress(server, "DllGetClassObject")));
     if (getClassObject == nullptr) return E_NOINTERFACE;
     ComPointer<IClassFactory> factory;
     const HRESULT hr = getClassObject(kReaderClass, IID_IClassFactory, factory.OutVoid());

@@ -7,8 +7,8 @@
 #include "filter/directshow/com_pointer.h"
 
 namespace talv {
-/// Makes the reader: the registered one, or, with a path, the one in that file without registration. The result of
-/// the failed call otherwise.
+/// Makes the reader: the registered one, or, with a path, the one in that file without registration. The
+/// result of the failed call otherwise.
 HRESULT MakeReaderFilter(const std::wstring& serverPath, ComPointer<IBaseFilter>* out);
 /// Connects two pins with a type of their own choice.
 HRESULT ConnectPins(IGraphBuilder* graph, IPin* output, IPin* input);

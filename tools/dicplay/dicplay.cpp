@@ -1,7 +1,6 @@
 // Plays a DICOM file through the component in a real filter graph.
-#include <windows.h>
-
 #include <objbase.h>
+#include <windows.h>
 
 #include <cstdio>
 

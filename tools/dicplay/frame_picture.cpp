@@ -8,7 +8,8 @@
 
 namespace talv {
 namespace {
-constexpr size_t kPaletteOffset = 88;  // of a VIDEOINFO block: after the header of 48 and the bitmap header of 40
+constexpr size_t kPaletteOffset =
+    88;  // of a VIDEOINFO block: after the header of 48 and the bitmap header of 40
 
 size_t Stride(int32_t width, uint32_t bits)
 {
@@ -19,7 +20,8 @@ size_t Stride(int32_t width, uint32_t bits)
 void ReadPalette(const AM_MEDIA_TYPE& type, uint32_t bits, RGBQUAD palette[256])
 {
     const size_t entries = size_t{1} << bits;
-    const size_t have = type.cbFormat > kPaletteOffset ? (type.cbFormat - kPaletteOffset) / sizeof(RGBQUAD) : 0;
+    const size_t have =
+        type.cbFormat > kPaletteOffset ? (type.cbFormat - kPaletteOffset) / sizeof(RGBQUAD) : 0;
     std::memcpy(palette, type.pbFormat + kPaletteOffset, std::min(entries, have) * sizeof(RGBQUAD));
     const bool empty = std::all_of(palette, palette + entries, [](const RGBQUAD& entry) {
         return entry.rgbRed == 0 && entry.rgbGreen == 0 && entry.rgbBlue == 0;

@@ -14,8 +14,8 @@ struct FramePicture
     std::vector<uint8_t> pixels;
 };
 
-/// Turns the bytes of one sample of type `type` into a picture: palettes are looked up, grey levels of 12 and 16 bits
-/// go through the window of the format block. False for types that are none of the reader's.
+/// Turns the bytes of one sample of type `type` into a picture: palettes are looked up, grey levels of 12 and
+/// 16 bits go through the window of the format block. False for types that are none of the reader's.
 bool MakePicture(const AM_MEDIA_TYPE& type, const uint8_t* bytes, size_t size, FramePicture* picture);
 /// Header of the picture for the drawing functions and for picture files.
 BITMAPINFOHEADER PictureHeader(const FramePicture& picture);

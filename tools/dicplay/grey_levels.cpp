@@ -12,7 +12,8 @@ template <class Number>
 Number Field(const AM_MEDIA_TYPE& type, size_t offset)
 {
     Number number{};
-    if (offset + sizeof(number) <= type.cbFormat) std::memcpy(&number, type.pbFormat + offset, sizeof(number));
+    if (offset + sizeof(number) <= type.cbFormat)
+        std::memcpy(&number, type.pbFormat + offset, sizeof(number));
     return number;
 }
 }  // namespace

@@ -9,7 +9,8 @@ namespace talv {
 /// Pixel `x` of a row of 12-bit (two in three bytes) or 16-bit pixels, as stored.
 uint32_t StoredPixel(const uint8_t* row, size_t x, uint32_t bits);
 
-/// How grey pixels of more than 8 bits are shown: bit range, window, rescale and palette of their format block.
+/// How grey pixels of more than 8 bits are shown: bit range, window, rescale and palette of their format
+/// block.
 class GreyLevels
 {
   public:

@@ -108,8 +108,8 @@ std::string PlayGraph::AddSink(IPin* grabberOutput, bool ownWindow)
         return renderer ? "no video renderer (is there a display?)" : "no null renderer";
     const HRESULT hr = ConnectPins(graph_.Get(), grabberOutput, FindPin(sink.Get(), PINDIR_INPUT).Get());
     if (FAILED(hr)) return WithCode("the renderer does not take the video", hr);
-    const auto window = renderer ? QueryFor<IVideoWindow>(graph_.Get(), IID_IVideoWindow)
-                                 : ComPointer<IVideoWindow>();
+    const auto window =
+        renderer ? QueryFor<IVideoWindow>(graph_.Get(), IID_IVideoWindow) : ComPointer<IVideoWindow>();
     if (window) {
         const BSTR caption = SysAllocString(options_.file.c_str());
         window->put_Caption(caption);
@@ -174,8 +174,7 @@ std::string PlayGraph::Play()
         }
         LONGLONG begin = 0;
         const auto seeking = QueryFor<IMediaSeeking>(graph_.Get(), IID_IMediaSeeking);
-        if (!seeking ||
-            FAILED(seeking->SetPositions(&begin, AM_SEEKING_AbsolutePositioning, nullptr, 0)))
+        if (!seeking || FAILED(seeking->SetPositions(&begin, AM_SEEKING_AbsolutePositioning, nullptr, 0)))
             break;
     }
     control_->Stop();

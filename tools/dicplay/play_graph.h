@@ -36,13 +36,13 @@ class PlayGraph
     bool WaitWhileHeld();
 
     const PlayOptions& options_;
+    FrameWindow window_;
+    std::unique_ptr<SampleMonitor> monitor_;  ///< called by the graph, so it goes after it
     ComPointer<IBaseFilter> source_;
     ComPointer<ITVDicRd> reader_;
     ComPointer<IGraphBuilder> graph_;
     ComPointer<IMediaControl> control_;
     ComPointer<IMediaEvent> events_;
-    FrameWindow window_;
-    std::unique_ptr<SampleMonitor> monitor_;
     bool userEnded_ = false;
     std::string failure_;
 };

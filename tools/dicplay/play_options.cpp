@@ -1,8 +1,9 @@
 #include "play_options.h"
 
+// clang-format off: the second needs the first
 #include <windows.h>
-
 #include <shellapi.h>
+// clang-format on
 
 #include <cstdio>
 

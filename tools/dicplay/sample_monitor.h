@@ -1,8 +1,7 @@
 #pragma once
 
-#include <windows.h>
-
 #include <dshow.h>
+#include <windows.h>
 
 #include <cstdint>
 #include <mutex>
@@ -12,8 +11,8 @@
 #include "sample_grabber.h"
 
 namespace talv {
-/// Sees every sample on its way to the renderer: logs it, counts it, keeps its bytes, and tells a window. Lives on
-/// the stack of the graph's maker, which outlives the graph; references are not counted.
+/// Sees every sample on its way to the renderer: logs it, counts it, keeps its bytes, and tells a window.
+/// Lives on the stack of the graph's maker, which outlives the graph; references are not counted.
 class SampleMonitor final : public SampleGrabberCallback
 {
   public:
@@ -41,7 +40,8 @@ class SampleMonitor final : public SampleGrabberCallback
     const HWND frameWindow_;
     AM_MEDIA_TYPE type_ = {};
     std::vector<uint8_t> format_;
-    mutable std::mutex mutex_;  ///< guards what follows: the streaming thread writes, the window's thread reads
+    mutable std::mutex
+        mutex_;  ///< guards what follows: the streaming thread writes, the window's thread reads
     std::vector<uint8_t> last_;
     int64_t frames_ = 0, dropped_ = 0, expected_ = 0;
 };

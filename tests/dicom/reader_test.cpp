@@ -1,0 +1,333 @@
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/dicom/dicom_fixture.h"
+
+namespace talv {
+namespace {
+using Tags = std::vector<uint32_t>;
+
+DicomBuilder SmallImage(DicomBuilder builder)
+{
+    builder.Ui(0x00080016, "1.2.3").Cs(0x00080060, "US").Pn(0x00100010, "A^B").Is(0x00200013, "7");
+    builder.Image({.rows = 2, .columns = 2});
+    return builder;
+}
+
+TEST(LoadDataSet, FindsTheEncodingThatTheFileDeclares)
+{
+    struct Case
+    {
+        DicomBuilder builder;
+        uint16_t mode;
+    };
+    const Case cases[] = {
+        {PreambleFile().ImplicitLittle(), 0x0015}, {PreambleFile().ExplicitLittle(), 0x0025},
+        {PreambleFile().ExplicitBig(), 0x0029},    {BareFile().ImplicitLittle(), 0x0016},
+        {BareFile().ExplicitLittle(), 0x0026},     {PreambleFile().ExplicitLittle().MetaWithoutVr(), 0x0025},
+    };
+    for (const Case& c : cases) {
+        DicomBuilder builder = c.builder;
+        builder.Ui(0x00080016, "1.2.3").Us(0x00280010, 0x0102).NativePixels({1, 2, 3, 4});
+        LoadedBytes loaded(builder.Bytes());
+        ASSERT_EQ(loaded.status, kDicomOk) << std::hex << c.mode;
+        EXPECT_EQ(loaded.dataSet.mode, c.mode);
+        int32_t rows = 0;
+        EXPECT_TRUE(loaded.dataSet.GetInteger(loaded.Find(0x00280010), 0, &rows));
+        EXPECT_EQ(rows, 0x0102);
+        ASSERT_NE(loaded.Find(kTagPixelData), nullptr);
+        EXPECT_EQ(loaded.Find(kTagPixelData)->vr, MakeVr('O', 'W'));
+        uint8_t pixels[8] = {};
+        EXPECT_EQ(loaded.dataSet.ReadValueBytes(loaded.Find(kTagPixelData), 1, pixels, 8), 3u);
+        EXPECT_EQ(pixels[0], 2);
+    }
+}
+
+TEST(LoadDataSet, MagicWithoutPreambleStartsAtFour)
+{
+    ByteVector file = {'D', 'I', 'C', 'M'};
+    const ByteVector body = BareFile().ExplicitLittle().Us(0x00280010, 5).Us(0x00280011, 6).Bytes();
+    file.insert(file.end(), body.begin(), body.end());
+    LoadedBytes loaded(file);
+    EXPECT_EQ(loaded.status, kDicomOk);
+    EXPECT_EQ(TagsOf(loaded.dataSet.tree.first), (Tags{0x00280010, 0x00280011}));
+    EXPECT_EQ(loaded.dataSet.mode & 3, kModeBare);
+}
+
+TEST(LoadDataSet, RefusesWhatTheFlagsRuleOut)
+{
+    const ByteVector bare = BareFile().ExplicitLittle().Us(0x00280010, 5).Bytes();
+    EXPECT_EQ(LoadedBytes(bare, kModePreamble).status, kDicomShortRead);
+    EXPECT_EQ(LoadedBytes(ByteVector(200, 0), kModePreamble).status, kDicomNotDicom);
+    const ByteVector big = PreambleFile().ExplicitBig().Us(0x00280010, 5).Bytes();
+    LoadedBytes refused(big, kModeLittleEndian | kModeCallerMark);
+    EXPECT_EQ(refused.status, kDicomNotDicom);
+    EXPECT_EQ(refused.dataSet.tree.first, nullptr);
+    EXPECT_EQ(refused.dataSet.mode, kModeInitial | kModeCallerMark);
+    DicomDataSet dataSet;
+    EXPECT_EQ(LoadDataSet(&dataSet, nullptr, 0, false), kDicomInvalidArgument);
+    EXPECT_EQ(LoadFile(&dataSet, "no such file", 0), kDicomFileNotOpened);
+}
+
+TEST(LoadDataSet, SequencesOfEitherLengthFormGiveTheSameTree)
+{
+    for (const bool undefinedSequence : {false, true}) {
+        for (const bool undefinedItem : {false, true}) {
+            DicomBuilder builder = PreambleFile().ExplicitLittle();
+            builder.BeginSequence(0x00081140, undefinedSequence);
+            builder.BeginItem(undefinedItem).Ui(0x00081150, "1.2").Ui(0x00081155, "1.3").EndItem();
+            builder.BeginItem(undefinedItem).EndItem().EndSequence().Us(0x00280010, 5);
+            LoadedBytes loaded(builder.Bytes());
+            ASSERT_EQ(loaded.status, kDicomOk);
+            const DicomElement* const sequence = loaded.Find(0x00081140);
+            ASSERT_NE(sequence, nullptr);
+            EXPECT_EQ(sequence->length, kUndefinedLength);
+            EXPECT_EQ(TagsOf(sequence->firstChild), (Tags{kTagItem, kTagItem}));
+            EXPECT_EQ(TagsOf(sequence->firstChild->firstChild), (Tags{0x00081150, 0x00081155}));
+            EXPECT_EQ(sequence->lastChild->firstChild, nullptr);
+            EXPECT_NE(sequence->firstChild->streamOffset, 0u);
+            EXPECT_NE(loaded.Find(0x00280010), nullptr);
+        }
+    }
+}
+
+TEST(LoadDataSet, FragmentsBecomeItemsOfThePixelData)
+{
+    DicomBuilder builder = PreambleFile().ExplicitLittle("1.2.840.10008.1.2.4.50");
+    builder.Encapsulated({{1, 2, 3, 4}, {5, 6}});
+    LoadedBytes loaded(builder.Bytes());
+    ASSERT_EQ(loaded.status, kDicomOk);
+    const DicomElement* const pixels = loaded.Find(kTagPixelData);
+    ASSERT_EQ(TagsOf(pixels->firstChild), (Tags{kTagItem, kTagItem, kTagItem}));
+    EXPECT_EQ(pixels->vr, MakeVr('O', 'B'));
+    EXPECT_EQ(pixels->firstChild->length, 0u);
+    EXPECT_TRUE(IsHiddenElement(pixels->lastChild));
+    EXPECT_FALSE(IsHiddenElement(pixels));
+    uint8_t bytes[2] = {};
+    EXPECT_EQ(loaded.dataSet.ReadValueBytes(pixels->lastChild, 0, bytes, 2), 2u);
+    EXPECT_EQ(bytes[1], 6);
+}
+
+TEST(LoadDataSet, KeepsTheLettersThatARuleReplaced)
+{
+    LoadedBytes loaded(PreambleFile().ExplicitBig().NativePixels({1, 2}, "OB").Bytes());
+    ASSERT_EQ(loaded.status, kDicomOk);
+    EXPECT_EQ(loaded.Find(kTagPixelData)->vr, MakeVr('O', 'W'));
+    EXPECT_EQ(loaded.Find(kTagPixelData)->storedVr, MakeVr('O', 'B'));
+}
+
+TEST(LoadDataSet, CopiesEveryValueWhenAsked)
+{
+    LoadedBytes loaded(SmallImage(PreambleFile()).NativePixels(ByteVector(5000, 9)).Bytes(),
+                       kModeValuesCopied | kModeRecordElements);
+    ASSERT_EQ(loaded.status, kDicomOk);
+    std::fill(loaded.bytes.begin(), loaded.bytes.end(), uint8_t{0});  // the source may change now
+    DicomElement* const pixels = loaded.Find(kTagPixelData);
+    EXPECT_EQ(pixels->valueStream, &loaded.dataSet.ownStream);
+    uint8_t last = 0;
+    EXPECT_EQ(loaded.dataSet.ReadValueBytes(pixels, 4999, &last, 1), 1u);
+    EXPECT_EQ(last, 9);
+    EXPECT_EQ(loaded.dataSet.records.size(), loaded.Count());
+    EXPECT_EQ(loaded.dataSet.currentStream, &loaded.dataSet.fileStream);
+    loaded.dataSet.DeleteElement(pixels);
+    EXPECT_EQ(loaded.dataSet.records.size(), loaded.Count());
+}
+
+TEST(LoadDataSet, AcceptsADamagedTailBehindPixelData)
+{
+    DicomBuilder builder = SmallImage(PreambleFile()).NativePixels({1, 2, 3, 4});
+    builder.Raw({0xE1, 0x7F, 0x10});  // half a header
+    LoadedBytes loaded(builder.Bytes());
+    EXPECT_EQ(loaded.status, kDicomOk);
+    EXPECT_NE(loaded.Find(kTagPixelData), nullptr);
+    DicomBuilder withoutPixels = SmallImage(PreambleFile());
+    EXPECT_EQ(LoadedBytes(withoutPixels.Bytes(), 0, true).status, kDicomNotDicom);
+    EXPECT_EQ(LoadedBytes(withoutPixels.Raw({0xE1, 0x7F, 0x10}).Bytes()).status, kDicomNotDicom);
+}
+
+TEST(LoadFile, RepairsFiftyOddLengthsAndRefusesFiftyOne)
+{
+    for (const int count : {50, 51}) {
+        DicomBuilder builder = PreambleFile().ExplicitLittle();
+        for (int i = 0; i < count; ++i) builder.Header(0x00090010 + i, "LO", 3).Raw("abc");
+        const TemporaryFile file = builder.Save();
+        DicomDataSet dataSet;
+        ASSERT_EQ(LoadFile(&dataSet, file.Path(), 0), count == 50 ? kDicomOk : kDicomNotDicom);
+        EXPECT_EQ(dataSet.warningCount, 0u);
+        if (count == 51) continue;
+        EXPECT_STREQ(dataSet.fileName, file.Path());
+        DicomElement* const last = dataSet.FindFirstElement(nullptr, 0x00090010 + 49, true);
+        EXPECT_EQ(last->length, 4u);
+        ASSERT_NE(dataSet.GetStrings(last, 0, 1), nullptr);
+        EXPECT_STREQ(*dataSet.GetStrings(last, 0, 1), "abc");
+    }
+    EXPECT_EQ(LoadedBytes(BareFile().ExplicitLittle().Header(0x00090010, "LO", 3).Raw("abc").Bytes(),
+                          kExplicitLittle)
+                  .status,
+              kDicomNotDicom);
+}
+
+TEST(LoadDataSet, DirectoryRecordsGetTheFileOfTheRecordTheyPointAt)
+{
+    DicomBuilder builder = PreambleFile().ExplicitLittle();
+    builder.BeginSequence(0x00041220);
+    const uint32_t first = static_cast<uint32_t>(builder.Position());
+    builder.BeginItem().Cs(0x00041500, "DIR\\FILE").EndItem();
+    builder.BeginItem().Ul(0x00041504, first).EndItem();
+    builder.BeginItem().Cs(0x00041500, "OWN").Ul(0x00041504, first + 1).EndItem().EndSequence();
+    LoadedBytes loaded(builder.Bytes());
+    ASSERT_EQ(loaded.status, kDicomOk);
+    DicomElement* const item = loaded.Find(0x00041220)->firstChild;
+    EXPECT_EQ(item->streamOffset, first);
+    char text[32] = {};
+    EXPECT_EQ(TagsOf(item->nextSibling->firstChild), (Tags{0x00041500}));
+    EXPECT_TRUE(
+        loaded.dataSet.GetTagValue(item->nextSibling->firstChild, 0x00041500, text, 1, sizeof text, 0));
+    EXPECT_STREQ(text, "FILE");
+    EXPECT_EQ(TagsOf(item->nextSibling->nextSibling->firstChild), (Tags{0x00041500}));
+}
+
+TEST(ReadElementHeader, HasALongFormForSixVrsOnly)
+{
+    struct Case
+    {
+        const char* name;
+        ByteVector bytes;
+        DicomStatus status;
+        uint32_t length;
+        uint32_t headerBytes;
+    };
+    const Case cases[] = {
+        {"short form", {0x28, 0, 0x10, 0, 'U', 'S', 2, 0}, kDicomOk, 2, 8},
+        {"long form", {0x28, 0, 0x10, 0, 'O', 'F', 0, 0, 4, 0, 0, 0}, kDicomOk, 4, 12},
+        {"UT in its old short form", {0x28, 0, 0x10, 0, 'U', 'T', 6, 0}, kDicomOk, 6, 8},
+        {"a VR of later editions", {0x28, 0, 0x10, 0, 'O', 'D', 0, 0, 8, 0, 0, 0}, kDicomOk, 0, 8},
+        {"item", {0xFE, 0xFF, 0, 0xE0, 8, 0, 0, 0}, kDicomOk, 8, 8},
+        {"a delimiter's length is void", {0xFE, 0xFF, 0x0D, 0xE0, 8, 0, 0, 0}, kDicomOk, 0, 8},
+        {"nothing", {}, kDicomEndOfStream, 0, 0},
+        {"half a group", {0x28}, kDicomEndOfStream, 0, 0},
+        {"no length", {0x28, 0, 0x10, 0, 'U', 'S', 2}, kDicomShortRead, 0, 0},
+        {"odd length of a bare data set", {0x28, 0, 0x10, 0, 'U', 'S', 3, 0}, kDicomNotDicom, 3, 8},
+    };
+    for (const Case& c : cases) {
+        DicomDataSet dataSet;
+        dataSet.mode = kExplicitLittle | kModeBare;
+        DicomStream stream;
+        stream.OpenMemory(c.bytes.data(), c.bytes.size());
+        ElementHeader header;
+        EXPECT_EQ(ReadElementHeader(&dataSet, &stream, true, true, &header), c.status) << c.name;
+        if (c.status != kDicomOk) continue;
+        EXPECT_EQ(header.length, c.length) << c.name;
+        EXPECT_EQ(header.headerBytes, c.headerBytes) << c.name;
+        EXPECT_EQ(stream.Tell(), c.headerBytes) << c.name;
+    }
+}
+
+TEST(ClassifyTransferSyntax, UnknownUidsAreImplicitLittle)
+{
+    struct Case
+    {
+        const char* uid;
+        uint16_t encoding;
+        int32_t compression;
+    };
+    const Case cases[] = {
+        {"1.2.840.10008.1.2", kImplicitLittle, 0},       {"1.2.840.10008.1.2.2", kExplicitBig, 0},
+        {"1.2.840.10008.1.2.4.57", kExplicitLittle, 2},  {"1.2.840.10008.1.2.4.64", kExplicitLittle, 3},
+        {"1.2.840.10008.1.2.4.100", kExplicitLittle, 8}, {"1.2.3", kImplicitLittle, 0},
+        {"1.2.840.10008.1.2.1.99", kImplicitLittle, 0},  {"1.2.840.10008.1.2.1 ", kImplicitLittle, 0},
+    };
+    for (const Case& c : cases) {
+        TransferSyntax syntax;
+        EXPECT_TRUE(ClassifyTransferSyntax(nullptr, c.uid, &syntax));
+        EXPECT_EQ(syntax.encoding, c.encoding) << c.uid;
+        EXPECT_EQ(syntax.compression, c.compression) << c.uid;
+    }
+    DicomDataSet empty;
+    TransferSyntax syntax;
+    EXPECT_FALSE(ClassifyTransferSyntax(&empty, nullptr, &syntax));
+}
+
+TEST(DetermineVr, AsksNeighboursForWaveformsAndCurves)
+{
+    DicomBuilder builder = BareFile().ImplicitLittle();
+    builder.Us(0x50000103, 2).Ow(0x50003000, {0, 0}).Us(0x50022002, 8).Ow(0x5002200C, {1});
+    builder.Us(0x54001004, 8).Ow(0x54001010, {1}).Us(0x00990010, 1);
+    LoadedBytes loaded(builder.Bytes(), kImplicitLittle);
+    ASSERT_EQ(loaded.status, kDicomOk);
+    EXPECT_EQ(loaded.Find(0x50003000)->vr, MakeVr('F', 'L'));
+    EXPECT_EQ(loaded.Find(0x5002200C)->vr, MakeVr('O', 'B'));
+    EXPECT_EQ(loaded.Find(0x54001010)->vr, MakeVr('O', 'W'));  // bytes only in explicit VR
+    EXPECT_EQ(loaded.Find(0x00990010)->vr, MakeVr('U', 'N'));
+    EXPECT_EQ(DetermineVr(&loaded.dataSet, nullptr, 0x00280000), MakeVr('U', 'L'));
+}
+
+// Every sample: the elements that dcmdump lists are those of our tree, group lengths apart.
+TEST(Samples, ElementListsAgreeWithDcmdump)
+{
+    if (std::system("dcmdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "dcmdump is not installed";
+    int compared = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(SamplePath(""))) {
+        const std::string path = entry.path().string();
+        if (entry.path().extension() != ".dcm" || entry.path().filename() == "deflated.dcm") continue;
+        const TemporaryFile listing({}, ".txt");
+        const std::string command = "dcmdump -q " + path + " >" + listing.Path() + " 2>/dev/null";
+        if (std::system(command.c_str()) != 0) continue;  // a damaged sample
+
+        std::vector<uint32_t> expected;
+        std::ifstream lines(listing.Path());
+        for (std::string line; std::getline(lines, line);) {
+            const size_t at = line.find_first_not_of(' ');
+            unsigned group = 0, element = 0;
+            if (at == std::string::npos || std::sscanf(line.c_str() + at, "(%4x,%4x)", &group, &element) != 2)
+                continue;
+            const uint32_t tag = MakeTag(static_cast<uint16_t>(group), static_cast<uint16_t>(element));
+            if (element != 0 && tag != kTagItemDelimiter && tag != kTagSequenceDelimiter &&
+                tag != kTagTrailingPadding)
+                expected.push_back(tag);
+        }
+        DicomDataSet dataSet;
+        ASSERT_EQ(LoadFile(&dataSet, path.c_str(), 0), kDicomOk) << path;
+        std::vector<uint32_t> found;
+        for (auto* node = dataSet.tree.first; node != nullptr; node = NextInPreOrder(node))
+            found.push_back(node->tag);
+        EXPECT_EQ(found, expected) << path;
+        ++compared;
+    }
+    EXPECT_GT(compared, 30);
+}
+
+// Compressed bytes read as implicit headers: their first length leads past the end of the file, which ends
+// the parse cleanly, so whoever needs an image finds none.
+TEST(Samples, DeflatedHasNoPixelData)
+{
+    DicomDataSet dataSet;
+    LoadFile(&dataSet, SamplePath("deflated.dcm").c_str(), 0);
+    EXPECT_EQ(dataSet.FindFirstElement(nullptr, kTagPixelData, false), nullptr);
+}
+
+TEST(LoadFile, ReadsBeyondFourGigabytes)
+{
+    DicomBuilder builder = SmallImage(PreambleFile());
+    builder.Header(0x00E10010, "UN", 0xFFFFFFF0);
+    const uint64_t behind = builder.Position() + uint64_t{0xFFFFFFF0};
+    const TemporaryFile file = builder.Save();
+    std::error_code error;
+    std::filesystem::resize_file(file.Path(), behind, error);
+    if (error) GTEST_SKIP() << "the file system refuses a sparse file of 4 GiB";
+    const ByteVector tail = BareFile().ExplicitLittle().NativePixels({1, 2, 3, 4}).Bytes();
+    std::ofstream(file.Path(), std::ios::binary | std::ios::app)
+        .write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
+    DicomDataSet dataSet;
+    ASSERT_EQ(LoadFile(&dataSet, file.Path(), 0), kDicomOk);
+    const DicomElement* const pixels = dataSet.FindFirstElement(nullptr, kTagPixelData, true);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_GT(pixels->valuePosition, uint64_t{0xFFFFFFFF});
+    uint8_t bytes[4] = {};
+    EXPECT_EQ(dataSet.ReadValueBytes(pixels, 0, bytes, 4), 4u);
+    EXPECT_EQ(bytes[3], 4);
+}
+}  // namespace
+}  // namespace talv

@@ -1,0 +1,203 @@
+#include "tests/directshow/component_fixture.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <iterator>
+
+namespace talv {
+namespace {
+template <class Function>
+void Find(HMODULE module, const char* name, Function* out)
+{
+    *out = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+std::wstring Widen(const char* text)
+{
+    wchar_t wide[1024] = {};
+    MultiByteToWideChar(CP_ACP, 0, text, -1, wide, 1023);
+    return wide;
+}
+}  // namespace
+
+Server& Server::Get()
+{
+    static Server server = [] {
+        wchar_t self[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, self, MAX_PATH);
+        Server loaded;
+        loaded.path = self;
+        loaded.path.resize(loaded.path.find_last_of(L'\\'));
+        loaded.path += L"\\..\\filter\\directshow\\TVDicRd2.ax";
+        const HMODULE module = LoadLibraryW(loaded.path.c_str());
+        EXPECT_NE(module, nullptr);
+        Find(module, "DllGetClassObject", &loaded.getClassObject);
+        Find(module, "DllCanUnloadNow", &loaded.canUnloadNow);
+        Find(module, "DllRegisterServer", &loaded.registerServer);
+        Find(module, "DllUnregisterServer", &loaded.unregisterServer);
+        return loaded;
+    }();
+    return server;
+}
+
+ComPointer<IBaseFilter> MakeFilter()
+{
+    ComPointer<IClassFactory> factory;
+    ComPointer<IBaseFilter> filter;
+    EXPECT_EQ(Server::Get().getClassObject(kReaderClass, IID_IClassFactory, factory.OutVoid()), S_OK);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IBaseFilter, filter.OutVoid()), S_OK);
+    return filter;
+}
+
+HRESULT LoadPath(IBaseFilter* filter, const char* path)
+{
+    return Query<IFileSourceFilter>(filter, IID_IFileSourceFilter)->Load(Widen(path).c_str(), nullptr);
+}
+
+ComPointer<IPin> OnlyPin(IBaseFilter* filter)
+{
+    ComPointer<IEnumPins> pins;
+    ComPointer<IPin> pin;
+    EXPECT_EQ(filter->EnumPins(pins.Out()), S_OK);
+    EXPECT_EQ(pins->Next(1, pin.Out(), nullptr), S_OK);
+    return pin;
+}
+
+NoticeCapture::NoticeCapture() : previous_(_dup(2))
+{
+    char directory[MAX_PATH], name[MAX_PATH];
+    GetTempPathA(MAX_PATH, directory);
+    GetTempFileNameA(directory, "tvn", 0, name);
+    file_ = _open(name, _O_RDWR | _O_CREAT | _O_TRUNC | _O_BINARY | _O_TEMPORARY, _S_IREAD | _S_IWRITE);
+    _dup2(file_, 2);
+}
+
+NoticeCapture::~NoticeCapture()
+{
+    _dup2(previous_, 2);
+    _close(previous_);
+    _close(file_);
+}
+
+std::string NoticeCapture::Text() const
+{
+    char text[4096] = {};
+    _lseek(file_, 0, SEEK_SET);
+    const int read = _read(file_, text, sizeof(text) - 1);
+    _lseek(file_, 0, SEEK_END);
+    std::string plain(text, static_cast<size_t>(read > 0 ? read : 0));
+    std::erase(plain, '\r');
+    return plain;
+}
+
+DicomBuilder GreyClip(int frames, const char* frameTime)
+{
+    ByteVector pixels;
+    for (int n = 0; n < frames; ++n)
+        for (int i = 0; i < 8; ++i) pixels.push_back(static_cast<uint8_t>(16 * n + i));
+    ImageAttributes image;
+    image.rows = 2;
+    image.columns = 4;
+    image.numberOfFrames = std::to_string(frames);
+    DicomBuilder file = PreambleFile();
+    file.ExplicitLittle().Ds(0x00181063, frameTime).Image(image).NativePixels(pixels);
+    return file;
+}
+
+ByteVector GreyClipSample(int n)
+{
+    ByteVector bytes;
+    for (const int y : {1, 0})
+        for (int x = 0; x < 4; ++x) bytes.push_back(static_cast<uint8_t>(16 * n + 4 * y + x));
+    return bytes;
+}
+
+TestGraph::TestGraph(IBaseFilter* filter)
+{
+    ComPointer<IBaseFilter> grabber, sink;
+    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.OutVoid());
+    CoCreateInstance(kSampleGrabberClass, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, grabber.OutVoid());
+    CoCreateInstance(kNullRendererClass, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, sink.OutVoid());
+    graph->AddFilter(filter, L"Reader");
+    graph->AddFilter(grabber.Get(), L"Grabber");
+    graph->AddFilter(sink.Get(), L"Sink");
+    control_ = Query<IMediaControl>(graph.Get(), IID_IMediaControl);
+    events_ = Query<IMediaEvent>(graph.Get(), IID_IMediaEvent);
+    grabber_ = Query<SampleGrabber>(grabber.Get(), kSampleGrabberInterface);
+    grabber_->SetCallback(this, 0);
+    Query<IMediaFilter>(graph.Get(), IID_IMediaFilter)->SetSyncSource(nullptr);
+    ComPointer<IPin> in, out, sinkIn;
+    grabber->FindPin(L"In", in.Out());
+    grabber->FindPin(L"Out", out.Out());
+    sinkIn = OnlyPin(sink.Get());
+    connected = graph->ConnectDirect(OnlyPin(filter).Get(), in.Get(), nullptr);
+    if (SUCCEEDED(connected)) connected = graph->ConnectDirect(out.Get(), sinkIn.Get(), nullptr);
+}
+
+TestGraph::~TestGraph()
+{
+    control_->Stop();
+    grabber_->SetCallback(nullptr, 0);
+}
+
+void TestGraph::UseClock()
+{
+    graph->SetDefaultSyncSource();
+}
+
+bool TestGraph::WaitForEnd()
+{
+    long code = 0;
+    return events_->WaitForCompletion(10000, &code) == S_OK && code == EC_COMPLETE;
+}
+
+void TestGraph::WaitForSamples(size_t count)
+{
+    for (int i = 0; i < 1000 && Samples().size() < count; ++i) Sleep(5);
+}
+
+std::vector<RecordedSample> TestGraph::Samples() const
+{
+    const std::lock_guard guard(mutex_);
+    return samples_;
+}
+
+STDMETHODIMP TestGraph::QueryInterface(REFIID, void** out)
+{
+    *out = static_cast<SampleGrabberCallback*>(this);
+    return S_OK;
+}
+
+STDMETHODIMP TestGraph::SampleCB(double, IMediaSample* sample)
+{
+    RecordedSample record;
+    sample->GetTime(&record.start, &record.stop);
+    sample->GetMediaTime(&record.mediaStart, &record.mediaStop);
+    record.discontinuity = sample->IsDiscontinuity() == S_OK;
+    record.sync = sample->IsSyncPoint() == S_OK;
+    record.preroll = sample->IsPreroll() == S_OK;
+    BYTE* bytes = nullptr;
+    sample->GetPointer(&bytes);
+    record.bytes.assign(bytes, bytes + sample->GetActualDataLength());
+    const std::lock_guard guard(mutex_);
+    // The renderer may not have been ready for a sample that passed here; it then comes again.
+    if (!samples_.empty() && samples_.back().mediaStart == record.mediaStart) samples_.pop_back();
+    samples_.push_back(std::move(record));
+    return S_OK;
+}
+
+void ComponentTest::SetUp()
+{
+    SetEnvironmentVariableW(L"TALV_NO_NOTICE", L"1");
+    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
+    ASSERT_NE(Server::Get().getClassObject, nullptr);
+}
+
+void ComponentTest::TearDown()
+{
+    EXPECT_EQ(Server::Get().canUnloadNow(), S_OK) << "component objects are left";
+    CoUninitialize();
+}
+}  // namespace talv

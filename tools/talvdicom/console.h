@@ -1,0 +1,13 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+// What differs between systems on the command line; posix/ and windows/ implement it.
+namespace talv {
+/// Makes standard output carry bytes as they are, and writing to a closed pipe an error instead of a signal.
+void PrepareConsole();
+bool ErrorIsTerminal();
+/// The path that an argument of main names.
+std::filesystem::path PathFromArgument(const std::string& argument);
+}  // namespace talv

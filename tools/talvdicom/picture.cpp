@@ -1,0 +1,175 @@
+#include "tools/talvdicom/picture.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "filter/frame_source.h"
+#include "raster/convert.h"
+#include "raster/palette.h"
+#include "tools/talvdicom/opened_file.h"
+
+namespace talv {
+namespace {
+constexpr uint32_t kTagPhotometric = 0x00280004;
+constexpr uint32_t kTagWindowCenter = 0x00281050;
+constexpr uint32_t kTagWindowWidth = 0x00281051;
+constexpr uint32_t kTagRescaleIntercept = 0x00281052;
+constexpr uint32_t kTagRescaleSlope = 0x00281053;
+constexpr uint32_t kTagModalityLut = 0x00283000;
+constexpr uint32_t kTagVoiLut = 0x00283010;
+
+bool IsGrey(const PaletteEntry* palette, uint32_t count)
+{
+    return std::all_of(palette, palette + count,
+                       [](const PaletteEntry& e) { return e.red == e.green && e.green == e.blue; });
+}
+
+void PutEntry(const PaletteEntry& entry, int32_t channels, uint8_t* out)
+{
+    if (channels == 1) {
+        *out = entry.green;
+        return;
+    }
+    out[0] = entry.red;
+    out[1] = entry.green;
+    out[2] = entry.blue;
+}
+
+/// Calls `draw(row bytes, first output byte)` for every row, top first.
+template <class Draw>
+bool DrawRows(ImageBitmap* bitmap, Picture* picture, Draw draw)
+{
+    const size_t rowBytes = size_t(bitmap->width) * size_t(picture->channels);
+    picture->pixels.resize(rowBytes * size_t(bitmap->height));
+    std::vector<uint8_t> row(bitmap->bytesPerLine);
+    for (int32_t y = 0; y < bitmap->height; ++y) {
+        const int32_t got = GetBitmapRow(bitmap, row.data(), y, bitmap->bytesPerLine);
+        if (got != static_cast<int32_t>(bitmap->bytesPerLine)) return false;
+        draw(row.data(), picture->pixels.data() + size_t(y) * rowBytes);
+    }
+    return true;
+}
+
+bool DrawIndices(ImageBitmap* bitmap, Picture* picture)
+{
+    const uint32_t colours = 1u << bitmap->bitsPerPixel;
+    const PaletteEntry* palette = bitmap->palette;
+    if (palette == nullptr || bitmap->colorCount < colours) palette = DefaultPalette(colours);
+    const bool oneBit = bitmap->bitsPerPixel == 1;
+    picture->channels = IsGrey(palette, colours) ? 1 : 3;
+    picture->bilevel = oneBit && picture->channels == 1 && palette[0].red + palette[1].red == 255 &&
+                       std::max(palette[0].red, palette[1].red) == 255;
+    return DrawRows(bitmap, picture, [&](const uint8_t* row, uint8_t* out) {
+        for (int32_t x = 0; x < bitmap->width; ++x, out += picture->channels) {
+            const uint32_t index = oneBit ? row[x >> 3] >> (7 - (x & 7)) & 1u : row[x];
+            PutEntry(palette[index], picture->channels, out);
+        }
+    });
+}
+
+void MakeLevels(const BitWindow& bits, bool isSigned, GreyView* view)
+{
+    view->levels.resize(size_t{bits.mask} + 1);
+    view->levelsSigned = isSigned;
+    const double zero =
+        isSigned ? std::ldexp(1.0, bits.count - 1) : 0.0;  // signed values have their sign bit flipped
+    for (size_t i = 0; i < view->levels.size(); ++i) {
+        const double value = (static_cast<double>(i) - zero) * view->slope + view->intercept;
+        double level = view->width > 1 ? (value - (view->center - 0.5)) / (view->width - 1) + 0.5
+                                       : static_cast<double>(value > view->center - 0.5);
+        level = std::clamp(view->invert ? 1 - level : level, 0.0, 1.0);
+        view->levels[i] = static_cast<uint8_t>(level * 255 + 0.5);
+    }
+}
+
+bool DrawGreyLevels(ImageBitmap* bitmap, GreyView* view, Picture* picture)
+{
+    const BitWindow bits = GetBitWindow(16, 16, bitmap->lowBit, bitmap->highBit);
+    const bool isSigned = (bitmap->flags & kBitmapSigned) != 0;
+    if (view->useLut && bitmap->lut != nullptr && bitmap->lutLength > bits.mask) {
+        view->levels.resize(size_t{bits.mask} + 1);
+        for (size_t i = 0; i < view->levels.size(); ++i) view->levels[i] = bitmap->lut[i].green;
+    } else if (view->levels.size() != size_t{bits.mask} + 1 || view->levelsSigned != isSigned) {
+        MakeLevels(bits, isSigned, view);
+    }
+    return DrawRows(bitmap, picture, [&](const uint8_t* row, uint8_t* out) {
+        for (int32_t x = 0; x < bitmap->width; ++x) {
+            const uint32_t stored = row[2 * x] | uint32_t{row[2 * x + 1]} << 8;
+            out[x] = view->levels[stored >> bits.shift & bits.mask];
+        }
+    });
+}
+
+bool DrawColours(ImageBitmap* bitmap, Picture* picture)
+{
+    picture->channels = 3;
+    const int32_t step = bitmap->bitsPerPixel / 8;
+    const int red = bitmap->colorOrder == kOrderPaletteOrRgb ? 0 : 2;
+    return DrawRows(bitmap, picture, [&](const uint8_t* row, uint8_t* out) {
+        for (int32_t x = 0; x < bitmap->width; ++x, row += step, out += 3) {
+            out[0] = row[red];
+            out[1] = row[1];
+            out[2] = row[2 - red];
+        }
+    });
+}
+}  // namespace
+
+GreyView ChooseView(const FrameSource& source)
+{
+    DicomDataSet* dataSet = source.dataSet;
+    const auto number = [&](uint32_t tag, double* value) {
+        double read = 0;
+        if (!TagReal(dataSet, tag, &read) || !std::isfinite(read)) return false;
+        *value = read;
+        return true;
+    };
+    GreyView view;
+    const std::string photometric = TagText(dataSet, kTagPhotometric);
+    view.invert = photometric.empty() || photometric == "MONOCHROME1";
+    view.useLut = dataSet->FindFirstElement(nullptr, kTagModalityLut, true) != nullptr ||
+                  dataSet->FindFirstElement(nullptr, kTagVoiLut, true) != nullptr;
+    number(kTagRescaleSlope, &view.slope);
+    number(kTagRescaleIntercept, &view.intercept);
+    if (view.slope == 0) view.slope = 1;
+    if (number(kTagWindowCenter, &view.center) && number(kTagWindowWidth, &view.width) && view.width >= 1)
+        return view;
+
+    const double one = source.minPixelValue * view.slope + view.intercept;
+    const double other = source.maxPixelValue * view.slope + view.intercept;
+    // Black at center - 0.5 - (width - 1) / 2 and below, white from center - 0.5 + (width - 1) / 2 on.
+    view.center = (one + other) / 2 + 0.5;
+    view.width = std::abs(other - one) + 1;
+    return view;
+}
+
+bool DrawBitmap(ImageBitmap* bitmap, GreyView* view, Picture* picture)
+{
+    *picture = {};
+    picture->width = bitmap->width;
+    picture->height = bitmap->height;
+    switch (bitmap->bitsPerPixel) {
+        case 1:
+        case 8:
+            return DrawIndices(bitmap, picture);
+        case 16:
+            return bitmap->colorOrder == kOrderGrey && DrawGreyLevels(bitmap, view, picture);
+        case 24:
+        case 32:
+            return DrawColours(bitmap, picture);
+        default:
+            return false;
+    }
+}
+
+void MakeColour(Picture* picture)
+{
+    if (picture->channels == 3) return;
+    std::vector<uint8_t> colour;
+    colour.reserve(picture->pixels.size() * 3);
+    for (const uint8_t level : picture->pixels) colour.insert(colour.end(), 3, level);
+    picture->pixels = std::move(colour);
+    picture->channels = 3;
+    picture->bilevel = false;
+}
+}  // namespace talv

@@ -1,0 +1,82 @@
+#include "tools/talvdicom/png_writer.h"
+
+#include <array>
+#include <cstring>
+
+#include "tools/talvdicom/deflate.h"
+
+namespace talv {
+namespace {
+constexpr std::array<uint32_t, 256> MakeCrcTable()
+{
+    std::array<uint32_t, 256> table = {};
+    for (uint32_t i = 0; i < 256; ++i) {
+        uint32_t value = i;
+        for (int bit = 0; bit < 8; ++bit) value = (value & 1) != 0 ? 0xEDB88320 ^ value >> 1 : value >> 1;
+        table[i] = value;
+    }
+    return table;
+}
+constexpr std::array<uint32_t, 256> kCrcTable = MakeCrcTable();
+static_assert(kCrcTable[1] == 0x77073096);
+
+void PutBig32(uint32_t value, std::vector<uint8_t>* out)
+{
+    for (int shift = 24; shift >= 0; shift -= 8) out->push_back(static_cast<uint8_t>(value >> shift));
+}
+
+/// Length, type, data, check sum over type and data (ISO/IEC 15948 5.3).
+void PutChunk(const char (&type)[5], const std::vector<uint8_t>& data, std::vector<uint8_t>* out)
+{
+    PutBig32(static_cast<uint32_t>(data.size()), out);
+    const size_t start = out->size();
+    out->insert(out->end(), type, type + 4);
+    out->insert(out->end(), data.begin(), data.end());
+    uint32_t crc = 0xFFFFFFFF;
+    for (size_t i = start; i < out->size(); ++i) crc = kCrcTable[(crc ^ (*out)[i]) & 0xFF] ^ crc >> 8;
+    PutBig32(~crc, out);
+}
+
+std::vector<uint8_t> Header(const Picture& picture)
+{
+    std::vector<uint8_t> header;
+    PutBig32(static_cast<uint32_t>(picture.width), &header);
+    PutBig32(static_cast<uint32_t>(picture.height), &header);
+    const uint8_t depth = picture.bilevel ? 1 : 8;
+    const uint8_t colourType = picture.channels == 3 ? 2 : 0;
+    header.insert(header.end(), {depth, colourType, 0, 0, 0});
+    return header;
+}
+
+/// Rows, each after its filter byte. No filter: with the fixed codes of the compressor differences gain
+/// nothing.
+std::vector<uint8_t> Rows(const Picture& picture)
+{
+    const size_t rowBytes = size_t(picture.width) * size_t(picture.channels);
+    std::vector<uint8_t> rows;
+    rows.reserve((rowBytes + 1) * size_t(picture.height));
+    for (int32_t y = 0; y < picture.height; ++y) {
+        const uint8_t* row = picture.pixels.data() + size_t(y) * rowBytes;
+        rows.push_back(0);
+        if (!picture.bilevel) {
+            rows.insert(rows.end(), row, row + rowBytes);
+            continue;
+        }
+        const size_t start = rows.size();
+        rows.resize(start + (rowBytes + 7) / 8);
+        for (size_t x = 0; x < rowBytes; ++x)
+            if (row[x] != 0) rows[start + x / 8] |= static_cast<uint8_t>(0x80 >> (x & 7));
+    }
+    return rows;
+}
+}  // namespace
+
+std::vector<uint8_t> EncodePng(const Picture& picture)
+{
+    std::vector<uint8_t> file = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
+    PutChunk("IHDR", Header(picture), &file);
+    PutChunk("IDAT", CompressZlib(Rows(picture)), &file);
+    PutChunk("IEND", {}, &file);
+    return file;
+}
+}  // namespace talv

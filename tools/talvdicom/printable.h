@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace talv {
+/// `text` safe for a terminal: control characters become dots, and so does every byte beyond ASCII unless the
+/// whole text is valid UTF-8.
+std::string PrintableText(std::string_view text);
+
+/// The first `characters` characters of printable text, with "..." when there are more.
+std::string CutText(std::string text, size_t characters);
+}  // namespace talv
