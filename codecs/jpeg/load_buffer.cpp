@@ -81,7 +81,6 @@ int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
     const int32_t status = IsCmp(kind) ? ReadCmpHeader(d) : ReadHeader(d);
     if (status < 0) return status;
     if (request.width < d->width) return kCodecTooNarrow;
-    if (IsRaw(kind) && request.source == nullptr) return kCodecNotReadable;
     const bool wideGrey = request.bitsPerPixel == 16 && d->componentCount == 1;
     if (request.bitsPerPixel != 8 * static_cast<uint32_t>(d->componentCount) && !wideGrey)
         return kCodecBadDepth;
@@ -92,9 +91,7 @@ int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
 int32_t LoadBuffer(const LoadRequest& request)
 {
     auto decoder = std::make_unique<JpegDecoder>();
-    if (request.source == nullptr)
-        return IsRaw(request.format) ? static_cast<int32_t>(kCodecNotReadable)
-                                     : static_cast<int32_t>(kCodecInvalidParameter);
+    if (request.source == nullptr) return IsRaw(request.format) ? kCodecNotReadable : kCodecNoReader;
     decoder->source = request.source;
     decoder->length = request.sourceLength;
     const int32_t kind = request.format == kDetect ? DetectKind(request) : request.format;
