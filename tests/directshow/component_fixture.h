@@ -62,13 +62,15 @@ struct RecordedSample
     ByteVector bytes;
 };
 
+RecordedSample Record(IMediaSample* sample);
+
 /// Source, sample grabber and null renderer without a clock.
 class TestGraph final : private SampleGrabberCallback
 {
   public:
     explicit TestGraph(IBaseFilter* filter);
     ~TestGraph();
-    HRESULT Run() { return control_->Run(); }
+    HRESULT Run();
     HRESULT Pause() { return control_->Pause(); }
     HRESULT Stop() { return control_->Stop(); }
     /// Waits for the end of the stream; false after 10 seconds.
@@ -86,6 +88,9 @@ class TestGraph final : private SampleGrabberCallback
     STDMETHODIMP SampleCB(double, IMediaSample* sample) override;
     STDMETHODIMP BufferCB(double, BYTE*, LONG) override { return S_OK; }
 
+    bool TakeEvent(long wanted, DWORD timeout);
+
+    ComPointer<IBaseFilter> grabberFilter_, sink_;
     ComPointer<IMediaControl> control_;
     ComPointer<IMediaEvent> events_;
     ComPointer<SampleGrabber> grabber_;

@@ -1,5 +1,7 @@
 #include "play_graph.h"
 
+#include <olectl.h>
+
 #include <cinttypes>
 #include <cstdio>
 
@@ -91,22 +93,20 @@ std::string PlayGraph::BuildVideo(IPin* output)
     window_.ShowFramesOf(monitor_.get());
     DeleteMediaType(type);
 
-    ComPointer<IBaseFilter> grabber;
-    if (!AddFilter(kSampleGrabberClass, L"Grabber", &grabber)) return "no sample grabber";
-    const auto grab = QueryFor<SampleGrabber>(grabber.Get(), kSampleGrabberInterface);
+    if (!AddFilter(kSampleGrabberClass, L"Grabber", &grabber_)) return "no sample grabber";
+    const auto grab = QueryFor<SampleGrabber>(grabber_.Get(), kSampleGrabberInterface);
     if (!grab || FAILED(grab->SetCallback(monitor_.get(), 0))) return "no sample grabber";
-    const HRESULT hr = ConnectPins(graph_.Get(), output, FindPin(grabber.Get(), PINDIR_INPUT).Get());
+    const HRESULT hr = ConnectPins(graph_.Get(), output, FindPin(grabber_.Get(), PINDIR_INPUT).Get());
     if (FAILED(hr)) return WithCode("the grabber does not take the video", hr);
-    return AddSink(FindPin(grabber.Get(), PINDIR_OUTPUT).Get(), ownWindow);
+    return AddSink(FindPin(grabber_.Get(), PINDIR_OUTPUT).Get(), ownWindow);
 }
 
 std::string PlayGraph::AddSink(IPin* grabberOutput, bool ownWindow)
 {
     const bool renderer = !options_.null && !ownWindow;
-    ComPointer<IBaseFilter> sink;
-    if (!AddFilter(renderer ? kVideoRendererClass : kNullRendererClass, L"Renderer", &sink))
+    if (!AddFilter(renderer ? kVideoRendererClass : kNullRendererClass, L"Renderer", &sink_))
         return renderer ? "no video renderer (is there a display?)" : "no null renderer";
-    const HRESULT hr = ConnectPins(graph_.Get(), grabberOutput, FindPin(sink.Get(), PINDIR_INPUT).Get());
+    const HRESULT hr = ConnectPins(graph_.Get(), grabberOutput, FindPin(sink_.Get(), PINDIR_INPUT).Get());
     if (FAILED(hr)) return WithCode("the renderer does not take the video", hr);
     const auto window =
         renderer ? QueryFor<IVideoWindow>(graph_.Get(), IID_IVideoWindow) : ComPointer<IVideoWindow>();
@@ -155,11 +155,29 @@ bool PlayGraph::WaitWhileHeld()
     return true;
 }
 
+std::string PlayGraph::ShowProperties()
+{
+    const auto pages = QueryFor<ISpecifyPropertyPages>(source_.Get(), IID_ISpecifyPropertyPages);
+    CAUUID classes = {};
+    if (!pages || FAILED(pages->GetPages(&classes))) return "the reader has no property pages";
+    IUnknown* reader = source_.Get();
+    const HRESULT hr =
+        OleCreatePropertyFrame(nullptr, 0, 0, L"Talv DICOM Reader (2.0)", 1, &reader, classes.cElems,
+                               classes.pElems, LOCALE_USER_DEFAULT, 0, nullptr);
+    CoTaskMemFree(classes.pElems);
+    return SUCCEEDED(hr) ? ""
+                         : WithCode("the property pages cannot be shown (is the reader registered?)", hr);
+}
+
 std::string PlayGraph::Play()
 {
     const bool windowed = window_.IsOpen();
     HANDLE waiting = nullptr;
     events_->GetEventHandle(reinterpret_cast<OAEVENT*>(&waiting));
+    // A graph may start the source first; a renderer that is not ready refuses the sample, and the grabber
+    // then sees it twice.
+    if (sink_) sink_->Pause();
+    if (grabber_) grabber_->Pause();
     const HRESULT hr = control_->Run();
     if (FAILED(hr)) return WithCode("the graph does not run", hr);
     for (;;) {
