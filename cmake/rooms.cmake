@@ -34,6 +34,16 @@ function(talv_simd_flags)
   endforeach()
 endfunction()
 
+# talv_codec_exports(FILE RESULT): the export list of the decoder functions, without those of a codec that is not built.
+function(talv_codec_exports file result)
+  file(READ ${file} exports)
+  file(GLOB j2k ${PROJECT_SOURCE_DIR}/codecs/j2k/*.cpp)
+  if(NOT j2k)
+    string(REGEX REPLACE "[^\n]*fltJ2KDecompressFrame[^\n]*\n?" "" exports "${exports}")
+  endif()
+  set(${result} "${exports}" PARENT_SCOPE)
+endfunction()
+
 # talv_codec_host(TARGET): a program that finds the codec entry points in itself, by name, as a host of the component
 # does. Nothing refers to them otherwise, so the linker is asked to take them from the static library.
 function(talv_codec_host target)
@@ -41,7 +51,7 @@ function(talv_codec_host target)
     return()
   endif()
   if(WIN32)
-    file(READ ${PROJECT_SOURCE_DIR}/filter/directshow/codec_exports.${CMAKE_SYSTEM_PROCESSOR}.def exports)
+    talv_codec_exports(${PROJECT_SOURCE_DIR}/filter/directshow/codec_exports.${CMAKE_SYSTEM_PROCESSOR}.def exports)
     file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${target}.def CONTENT "EXPORTS\n${exports}")
     set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${target}.def PROPERTIES GENERATED TRUE)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.def)
