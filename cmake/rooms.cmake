@@ -20,15 +20,28 @@ function(talv_flags target)
   endif()
 endfunction()
 
-# Only the files that end in _sse2, _ssse3, _sse41 or _avx2 are compiled for that level.
+# Only the files that end in _sse2, _ssse3, _sse41, _avx2 or _avx512 are compiled for that level.
 function(talv_simd_flags)
   foreach(source ${ARGN})
-    if(source MATCHES "_avx2\\.cpp$")
+    if(source MATCHES "_avx512\\.cpp$")
+      set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS
+        "-mavx512f;-mavx512bw;-mavx512vl;-mavx512vbmi;-mavx2;-mbmi;-mbmi2;-mlzcnt")
+    elseif(source MATCHES "_avx2\\.cpp$")
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2;-mlzcnt")
     elseif(source MATCHES "_sse2\\.cpp$")
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-msse2")
     endif()
   endforeach()
+endfunction()
+
+# talv_codec_exports(FILE RESULT): the export list of the decoder functions, without those of a codec that is not built.
+function(talv_codec_exports file result)
+  file(READ ${file} exports)
+  file(GLOB j2k ${PROJECT_SOURCE_DIR}/codecs/j2k/*.cpp)
+  if(NOT j2k)
+    string(REGEX REPLACE "[^\n]*fltJ2KDecompressFrame[^\n]*\n?" "" exports "${exports}")
+  endif()
+  set(${result} "${exports}" PARENT_SCOPE)
 endfunction()
 
 # talv_codec_host(TARGET): a program that finds the codec entry points in itself, by name, as a host of the component
@@ -38,7 +51,7 @@ function(talv_codec_host target)
     return()
   endif()
   if(WIN32)
-    file(READ ${PROJECT_SOURCE_DIR}/filter/directshow/codec_exports.${CMAKE_SYSTEM_PROCESSOR}.def exports)
+    talv_codec_exports(${PROJECT_SOURCE_DIR}/filter/directshow/codec_exports.${CMAKE_SYSTEM_PROCESSOR}.def exports)
     file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${target}.def CONTENT "EXPORTS\n${exports}")
     set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${target}.def PROPERTIES GENERATED TRUE)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.def)

@@ -7,7 +7,7 @@
 namespace talv {
 namespace {
 constexpr size_t kGuard = 64;
-constexpr size_t kLongest = 67;
+constexpr size_t kLongest = 140;
 
 /// A kernel with everything but buffers and length bound.
 struct KernelCase
@@ -17,6 +17,14 @@ struct KernelCase
     void (*run)(const RowKernels&, const uint8_t* source, uint8_t* target, size_t length, uint32_t parameter);
     uint32_t parameters;  ///< tried from 0
 };
+
+using Entry = uint8_t[4];
+
+const Entry* Entries()
+{
+    static const std::vector<uint8_t> bytes = RandomBytes(256 * sizeof(Entry), 3);
+    return reinterpret_cast<const Entry*>(bytes.data());
+}
 
 const KernelCase kKernelCases[] = {
     {"widen12", 3, 4,
@@ -35,6 +43,27 @@ const KernelCase kKernelCases[] = {
      3},
     {"color32To24", 4, 3,
      [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.color32To24(s, t, n); },
+     1},
+    {"lookUp24", 1, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) {
+         k.lookUp24(s, Entries(), t, n);
+     },
+     1},
+    {"lookUp32", 1, 4,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) {
+         k.lookUp32(s, Entries(), t, n);
+     },
+     1},
+    {"luma24", 3, 1,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t p) {
+         k.luma24(s, t, n, p == 1);
+     },
+     2},
+    {"swapColor24 in place", 3, 3,
+     [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) {
+         std::copy(s, s + 3 * n, t);
+         k.swapColor24(t, t, n);
+     },
      1},
     {"swapColor24", 3, 3,
      [](const RowKernels& k, const uint8_t* s, uint8_t* t, size_t n, uint32_t) { k.swapColor24(s, t, n); },
@@ -71,7 +100,7 @@ class ExactBlock
 std::vector<SimdLevel> Levels()
 {
     std::vector<SimdLevel> levels = {SimdLevel::plain};
-    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2})
+    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2, SimdLevel::avx512})
         if (DetectedSimdLevel() >= level) levels.push_back(level);
     return levels;
 }

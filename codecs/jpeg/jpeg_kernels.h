@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/cpu.h"
+
+namespace talv::jpeg {
+/// The inner loops of the DCT processes. Every level gives the same bytes; block arguments are 64 dequantised
+/// coefficients in natural order (row by row), aligned to 32 bytes.
+struct JpegKernels
+{
+    /// Inverse DCT of two blocks that follow one another, each to 8 rows of 8 bytes. `lowOnly`: only the 4 by
+    /// 4 coefficients of lowest frequency may be other than 0.
+    void (*inverse8)(const int16_t* blocks, uint8_t* first, ptrdiff_t firstStride, uint8_t* second,
+                     ptrdiff_t secondStride, bool lowOnly);
+    /// The same for 12-bit samples (strides in samples).
+    void (*inverse12)(const int16_t* blocks, uint16_t* first, ptrdiff_t firstStride, uint16_t* second,
+                      ptrdiff_t secondStride, bool lowOnly);
+    /// Two samples for each of `width`, by linear interpolation between sample centres.
+    void (*widen)(const uint8_t* in, uint8_t* out, int width);
+    /// The same for a row between two: three parts of `near` and one of `far`.
+    void (*widenBetween)(const uint8_t* near, const uint8_t* far, uint8_t* out, int width);
+    /// Y, Cb, Cr to blue, green, red.
+    void (*yccToBgr)(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* out, int width);
+    /// Three planes, the first one to the third byte of a pixel.
+    void (*planesToBgr)(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* out,
+                        int width);
+};
+
+/// The kernels of a level; those of lower levels where it has none of its own.
+JpegKernels SelectJpegKernels(SimdLevel level);
+
+void UseJpegKernelsSse2(JpegKernels* kernels);
+void UseJpegKernelsAvx2(JpegKernels* kernels);
+
+// Factors of the inverse DCT with 13 fraction bits: cosines of multiples of pi/16, times the square root of
+// 2, as sums of the rounded factors of the fast algorithm of Loeffler, Ligtenberg and Moschytz (ICASSP 1989).
+// Output k of the odd part takes inputs 1, 3, 5, 7.
+inline constexpr int kDctBits = 13;
+inline constexpr int16_t kDctOne = 1 << kDctBits;
+inline constexpr int16_t kDctEven[2][2] = {{10703, 4433}, {4433, -10704}};  // of inputs 2 and 6
+inline constexpr int16_t kDctOdd[4][4] = {
+    {11363, 9633, 6437, 2260},
+    {9633, -2259, -11362, -6436},
+    {6437, -11362, 2261, 9633},
+    {2260, -6436, 9633, -11363},
+};
+
+// Fraction bits kept between the two passes: 8-bit samples leave room for two in 16 bits, 12-bit samples for
+// none.
+inline constexpr int kKeptBits8 = 2;
+inline constexpr int kKeptBits12 = 0;
+
+// Colour factors in units of 1/16384.
+// Kept: the Cr-to-R factor is 22890/16384 = 1.3971, a little under JFIF's 1.402, on purpose.
+// Pinned by JpegKernels.RedOfFullCrIsBelowJfif.
+inline constexpr int kCrToRed = 22890;
+inline constexpr int kCrToGreen = 11700;
+inline constexpr int kCbToGreen = 5638;
+inline constexpr int kCbToBlue = 29028;
+}  // namespace talv::jpeg

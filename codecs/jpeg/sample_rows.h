@@ -1,0 +1,64 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "codecs/jpeg/jpeg_kernels.h"
+
+// Row operations as they are defined, for samples of 8 and of 16 bits.
+namespace talv::jpeg {
+/// Two samples for one: 3/4 of the nearer and 1/4 of the next one, rounded up and down in turn so that flat
+/// noise keeps its mean; the outermost samples stand alone.
+template <typename Sample>
+void WidenRow(const Sample* in, Sample* out, int width)
+{
+    for (int x = 0; x < width; ++x) {
+        const int left = in[x > 0 ? x - 1 : 0];
+        const int right = in[x < width - 1 ? x + 1 : x];
+        out[2 * x] = static_cast<Sample>((3 * in[x] + left + 1) >> 2);
+        out[2 * x + 1] = static_cast<Sample>((3 * in[x] + right + 2) >> 2);
+    }
+}
+
+/// The same in both directions: weights 9, 3, 3, 1 of 16.
+template <typename Sample>
+void WidenRowBetween(const Sample* near, const Sample* far, Sample* out, int width)
+{
+    const auto column = [near, far](int x) { return 3 * near[x] + far[x]; };
+    for (int x = 0; x < width; ++x) {
+        const int left = column(x > 0 ? x - 1 : 0);
+        const int right = column(x < width - 1 ? x + 1 : x);
+        out[2 * x] = static_cast<Sample>((3 * column(x) + left + 8) >> 4);
+        out[2 * x + 1] = static_cast<Sample>((3 * column(x) + right + 7) >> 4);
+    }
+}
+
+/// Samples of `kBits` to 8-bit blue, green, red.
+template <int kBits, typename Sample>
+void YccRowToBgr(const Sample* y, const Sample* cb, const Sample* cr, uint8_t* out, int width)
+{
+    constexpr int kHalf = 1 << (kBits - 1);
+    constexpr int kRound = 1 << 13;
+    const auto store = [](int value) {
+        return static_cast<uint8_t>(std::clamp(value, 0, (1 << kBits) - 1) >> (kBits - 8));
+    };
+    for (int x = 0; x < width; ++x, out += 3) {
+        const int blue = cb[x] - kHalf;
+        const int red = cr[x] - kHalf;
+        out[0] = store(y[x] + ((blue * kCbToBlue + kRound) >> 14));
+        out[1] = store(y[x] + ((kRound - blue * kCbToGreen - red * kCrToGreen) >> 14));
+        out[2] = store(y[x] + ((red * kCrToRed + kRound) >> 14));
+    }
+}
+
+/// Three planes to 8-bit pixels, the first plane in the third byte; samples lose `kShift` low bits.
+template <int kShift, typename Sample>
+void PlanesToBgr(const Sample* first, const Sample* second, const Sample* third, uint8_t* out, int width)
+{
+    for (int x = 0; x < width; ++x, out += 3) {
+        out[0] = static_cast<uint8_t>(third[x] >> kShift);
+        out[1] = static_cast<uint8_t>(second[x] >> kShift);
+        out[2] = static_cast<uint8_t>(first[x] >> kShift);
+    }
+}
+}  // namespace talv::jpeg
