@@ -1,11 +1,12 @@
+#include "codecs/j2k/j2k_entry_point.h"
+
 #include <new>
 
 #include "codecs/codec_status.h"
-#include "codecs/entry_points.h"
 #include "codecs/j2k/j2k_decoder.h"
 
-extern "C" int32_t FLT_CALL fltJ2KDecompressFrame(const void* src, void* dest,
-                                                  const talv::J2KFrameDescriptor* descriptor) noexcept
+extern "C" FLT_EXPORT int32_t FLT_CALL
+fltJ2KDecompressFrame(const void* src, void* dest, const talv::J2KFrameDescriptor* descriptor) noexcept
 {
     using namespace talv;
     if (src == nullptr || dest == nullptr || descriptor == nullptr) return kCodecInvalidParameter;
