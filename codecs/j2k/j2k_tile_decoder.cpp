@@ -1,0 +1,244 @@
+#include "codecs/j2k/j2k_tile_decoder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "codecs/j2k/j2k_blocks.h"
+#include "codecs/j2k/j2k_status.h"
+#include "codecs/j2k/j2k_wavelet.h"
+
+namespace talv {
+namespace {
+struct FreeMemory
+{
+    void operator()(void* memory) const { std::free(memory); }
+};
+using CoefficientStore = std::unique_ptr<void, FreeMemory>;
+
+/// A code-block that has passes to decode.
+struct BlockWork
+{
+    const J2kCodeBlock* block;
+    const J2kBand* band;
+    const J2kTileComponent* component;
+    uint64_t bytes;
+};
+
+/// What one thread keeps between blocks.
+struct BlockThread
+{
+    J2kBlockDecoder decoder;
+    std::vector<J2kBlockSegment> segments;
+    std::vector<uint8_t> joined;
+};
+
+int BlockPlanes(const BlockWork& work)
+{
+    return work.band->planes + work.component->style.regionShift - work.block->zeroPlanes;
+}
+
+/// Gathers the chunks of a block into codeword segments; segments in several pieces are joined.
+void GatherSegments(const std::vector<J2kChunk>& chunks, const BlockWork& work, BlockThread* thread)
+{
+    thread->segments.clear();
+    thread->joined.clear();
+    thread->joined.reserve(static_cast<size_t>(work.bytes));
+    for (uint32_t i = work.block->firstChunk; i != 0; i = chunks[i - 1].next) {
+        const J2kChunk& chunk = chunks[i - 1];
+        if (chunk.startsSegment || thread->segments.empty()) {
+            thread->segments.push_back({chunk.data, chunk.size, chunk.passes});
+            continue;
+        }
+        J2kBlockSegment& segment = thread->segments.back();
+        segment.passes += chunk.passes;
+        if (chunk.size == 0) continue;
+        if (segment.data != nullptr && segment.data + segment.size == chunk.data) {
+            segment.size += chunk.size;
+            continue;
+        }
+        // `joined` never grows beyond what was reserved, so earlier segments keep their addresses.
+        const uint8_t* end = thread->joined.data() + thread->joined.size();
+        if (segment.size == 0) {
+            segment.data = chunk.data;
+        } else {
+            if (segment.data + segment.size != end) {
+                thread->joined.insert(thread->joined.end(), segment.data, segment.data + segment.size);
+                segment.data = end;
+            }
+            thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
+        }
+        segment.size += chunk.size;
+    }
+}
+
+/// Maximum-shift regions of interest: what lies above the shift belongs to the region (T.800 H.1).
+inline uint32_t UndoRegionShift(uint32_t magnitude, int shift, int fraction)
+{
+    return magnitude >> (shift + fraction) != 0 ? magnitude >> shift : magnitude;
+}
+
+template <class T, class Value>
+void StoreRows(const uint32_t* samples, const BlockWork& work, T* coefficients, Value value)
+{
+    const J2kCodeBlock& block = *work.block;
+    const J2kBand& band = *work.band;
+    const size_t step = static_cast<size_t>(band.rowStep) * work.component->stride;
+    T* row = coefficients +
+             static_cast<size_t>(band.firstRow + block.y * band.rowStep) * work.component->stride +
+             static_cast<size_t>(band.firstColumn) + block.x;
+    for (int y = 0; y < block.height; y += 4) {
+        const int rows = std::min(4, block.height - y);
+        for (int r = 0; r < rows; ++r, row += step) {
+            for (int x = 0; x < block.width; ++x) row[x] = value(samples[4 * x + r]);
+        }
+        samples += 4 * block.width;
+    }
+}
+
+void StoreBlock(const uint32_t* samples, const BlockWork& work, int fraction)
+{
+    const int shift = work.component->style.regionShift;
+    const auto magnitude = [shift, fraction](uint32_t sample) {
+        const uint32_t value = sample & 0x7FFFFFFF;
+        return shift == 0 ? value : UndoRegionShift(value, shift, fraction);
+    };
+    if (work.component->style.reversible) {
+        StoreRows(samples, work, work.component->coefficients, [=](uint32_t sample) {
+            const auto value = static_cast<int32_t>(magnitude(sample) >> fraction);
+            const int32_t sign = static_cast<int32_t>(sample) >> 31;
+            return (value ^ sign) - sign;
+        });
+    } else {
+        const float step = fraction != 0 ? 0.5f * work.band->step : work.band->step;
+        StoreRows(samples, work, work.component->realCoefficients, [=](uint32_t sample) {
+            const auto value = static_cast<int32_t>(magnitude(sample));
+            const int32_t sign = static_cast<int32_t>(sample) >> 31;
+            return static_cast<float>((value ^ sign) - sign) * step;
+        });
+    }
+}
+
+class TileDecoder
+{
+  public:
+    TileDecoder(J2kTile& tile, J2kWorkers& workers) : tile_(tile), workers_(workers) {}
+
+    int32_t Decode()
+    {
+        if (int32_t status = ListBlocks(); status < 0) return status;
+        if (int32_t status = MakeCoefficients(); status < 0) return status;
+        DecodeBlocks();
+        for (const J2kTileComponent& component : tile_.components) {
+            if (!component.rect.Empty()) ReconstructJ2kComponent(component, workers_);
+        }
+        return kCodecOk;
+    }
+
+  private:
+    int32_t ListBlocks()
+    {
+        for (const J2kTileComponent& component : tile_.components) {
+            for (const J2kPrecinct& precinct : component.precincts) {
+                if (precinct.bands == nullptr) continue;
+                const J2kResolution& resolution = component.resolutions[precinct.resolution];
+                for (int b = 0; b < resolution.bandCount; ++b) {
+                    const J2kPrecinctBand& part = precinct.bands[b];
+                    for (size_t i = 0; i < size_t{part.across} * part.down; ++i) {
+                        if (part.blocks[i].passes == 0) continue;
+                        if (int32_t status = AddBlock({&part.blocks[i], &resolution.bands[b], &component, 0});
+                            status < 0)
+                            return status;
+                    }
+                }
+            }
+        }
+        // Long blocks first: the last ones to finish are then short.
+        std::sort(blocks_.begin(), blocks_.end(),
+                  [](const BlockWork& a, const BlockWork& b) { return a.bytes > b.bytes; });
+        return kCodecOk;
+    }
+
+    int32_t AddBlock(BlockWork work)
+    {
+        const int planes = BlockPlanes(work);
+        if (planes > kMaxBlockPlanes) return kJ2kBrokenHeader;
+        if (planes <= 0) return kCodecOk;
+        for (uint32_t i = work.block->firstChunk; i != 0; i = tile_.chunks[i - 1].next)
+            work.bytes += tile_.chunks[i - 1].size;
+        if (!tile_.budget->TakeWork(work.block->passes)) return kCodecNoMemory;
+        if (blocks_.size() == blocks_.capacity() &&
+            !tile_.TakeMemory(2 * sizeof(BlockWork) * std::max<size_t>(blocks_.capacity(), 64)))
+            return kCodecNoMemory;
+        blocks_.push_back(work);
+        return kCodecOk;
+    }
+
+    int32_t MakeCoefficients()
+    {
+        for (J2kTileComponent& component : tile_.components) {
+            if (component.rect.Empty()) continue;
+            const auto width = static_cast<uint64_t>(component.rect.Width());
+            const auto height = static_cast<uint64_t>(component.rect.Height());
+            // Whole cache lines, but not rows that all fall onto the same few lines of the cache.
+            uint64_t stride = (width + 15) & ~uint64_t{15};
+            if (stride >= 512 && stride % 256 == 0) stride += 16;
+            if (height > UINT64_MAX / 64 / stride) return kCodecNoMemory;
+            const uint64_t bytes = stride * height * 4;
+            if (!tile_.budget->TakeWork(width * height) || !tile_.TakeMemory(bytes) || bytes > SIZE_MAX / 2)
+                return kCodecNoMemory;
+            void* memory = std::calloc(static_cast<size_t>(bytes), 1);
+            if (memory == nullptr) return kCodecNoMemory;
+            stores_.emplace_back(memory);
+            component.stride = static_cast<size_t>(stride);
+            component.coefficients = static_cast<int32_t*>(memory);
+            component.realCoefficients = static_cast<float*>(memory);
+        }
+        return kCodecOk;
+    }
+
+    void DecodeBlocks()
+    {
+        uint64_t longest = 0;
+        for (const BlockWork& work : blocks_) longest = std::max(longest, work.bytes);
+        std::vector<BlockThread> threads(workers_.Count());
+        for (BlockThread& thread : threads) {
+            thread.segments.reserve(256);
+            thread.joined.reserve(static_cast<size_t>(longest));
+        }
+        const auto decode = [&](size_t i, unsigned number) {
+            const BlockWork& work = blocks_[i];
+            BlockThread& thread = threads[number];
+            GatherSegments(tile_.chunks, work, &thread);
+            const int planes = BlockPlanes(work);
+            thread.decoder.Decode({work.block->width, work.block->height, work.band->orientation,
+                                   work.component->style.blockStyle, planes},
+                                  thread.segments.data(), thread.segments.size());
+            StoreBlock(thread.decoder.Samples(), work, J2kBlockDecoder::FractionBits(planes));
+        };
+        workers_.Run(blocks_.size(), decode);
+    }
+
+    J2kTile& tile_;
+    J2kWorkers& workers_;
+    std::vector<BlockWork> blocks_;
+
+  public:
+    std::vector<CoefficientStore> stores_;
+};
+}  // namespace
+
+int32_t DecodeJ2kTile(const J2kCodestream& stream, uint32_t index, const std::vector<J2kPacketSource>& parts,
+                      const J2KDestination& destination, J2kBudget& budget, J2kWorkers& workers,
+                      uint64_t* packets)
+{
+    J2kTile tile(&budget);
+    if (int32_t status = SetUpJ2kTile(stream, index, &tile); status < 0) return status;
+    J2kPacketReader(&tile, parts).ReadAll(stream.Image());
+    *packets = tile.packetsRead;
+    TileDecoder decoder(tile, workers);
+    if (int32_t status = decoder.Decode(); status < 0) return status;
+    WriteJ2kTile(stream.Image(), tile, destination, workers);
+    return kCodecOk;
+}
+}  // namespace talv
