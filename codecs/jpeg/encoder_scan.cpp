@@ -129,19 +129,19 @@ void VisitMcus(const EncoderPicture& picture, int restartInterval, Unit unit, Re
 }
 }  // namespace
 
-EncoderTable::EncoderTable(const HuffmanSpec& spec)
+EncoderTable::EncoderTable(const HuffmanCounts& counted)
 {
     uint32_t next = 0;
     int index = 0;
     for (int bits = 1; bits <= 16; ++bits, next <<= 1) {
-        for (int i = 0; i < spec.counts[bits]; ++i, ++index) {
-            code[spec.symbols[index]] = static_cast<uint16_t>(next++);
-            length[spec.symbols[index]] = static_cast<uint8_t>(bits);
+        for (int i = 0; i < counted.counts[bits]; ++i, ++index) {
+            code[counted.symbols[index]] = static_cast<uint16_t>(next++);
+            length[counted.symbols[index]] = static_cast<uint8_t>(bits);
         }
     }
 }
 
-HuffmanSpec BestTable(const std::vector<int64_t>& frequencies)
+HuffmanCounts BestTable(const std::vector<int64_t>& frequencies)
 {
     // One symbol more keeps the code of all ones free (T.81 K.2).
     const size_t count = frequencies.size() + 1;
@@ -188,16 +188,16 @@ HuffmanSpec BestTable(const std::vector<int64_t>& frequencies)
     int longest = 16;
     while (longest > 0 && counts[longest] == 0) --longest;
     --counts[longest];
-    HuffmanSpec spec;
-    spec.defined = true;
-    for (int i = 1; i <= 16; ++i) spec.counts[i] = static_cast<uint8_t>(counts[i]);
+    HuffmanCounts counted;
+    counted.defined = true;
+    for (int i = 1; i <= 16; ++i) counted.counts[i] = static_cast<uint8_t>(counts[i]);
     for (int length = 1; length <= 32; ++length)
         for (size_t i = 0; i + 1 < count; ++i)
-            if (bits[i] == length) spec.symbols[spec.symbolCount++] = static_cast<uint8_t>(i);
-    return spec;
+            if (bits[i] == length) counted.symbols[counted.symbolCount++] = static_cast<uint8_t>(i);
+    return counted;
 }
 
-void EncodeDctScan(const EncoderPicture& picture, const HuffmanSpec* dcSpecs, const HuffmanSpec* acSpecs,
+void EncodeDctScan(const EncoderPicture& picture, const HuffmanCounts* dcSpecs, const HuffmanCounts* acSpecs,
                    const uint16_t (*quant)[64], int restartInterval, std::vector<uint8_t>* out)
 {
     const EncoderTable dc[2] = {EncoderTable(dcSpecs[0]), EncoderTable(dcSpecs[1])};
@@ -229,7 +229,7 @@ void EncodeDctScan(const EncoderPicture& picture, const HuffmanSpec* dcSpecs, co
     writer.Pad();
 }
 
-void EncodeLosslessScan(const EncoderPicture& picture, int restartInterval, HuffmanSpec* table,
+void EncodeLosslessScan(const EncoderPicture& picture, int restartInterval, HuffmanCounts* table,
                         std::vector<uint8_t>* out)
 {
     // Differences to the sample on the left, above at the start of a row (T.81 H.1.2.1, predictor 1).

@@ -8,12 +8,12 @@ namespace talv::jpeg {
 namespace {
 /// Calls `visit(code, length, symbol)` for every code in ascending order (T.81 Annex C).
 template <typename Visit>
-void ForEachCode(const HuffmanSpec& spec, Visit visit)
+void ForEachCode(const HuffmanCounts& counted, Visit visit)
 {
     uint32_t code = 0;
     int index = 0;
     for (int length = 1; length <= 16; ++length, code <<= 1)
-        for (int i = 0; i < spec.counts[length]; ++i) visit(code++, length, spec.symbols[index++]);
+        for (int i = 0; i < counted.counts[length]; ++i) visit(code++, length, counted.symbols[index++]);
 }
 
 // Entries of one code for every value of its extra bits: `finish(value)` gives the entry without its length.
@@ -27,7 +27,7 @@ void FillFinished(uint32_t* look, int lookBits, uint32_t code, int length, int e
 }
 }  // namespace
 
-int ReadHuffmanSpec(const uint8_t* bytes, int64_t size, HuffmanSpec* spec)
+int ReadHuffmanCounts(const uint8_t* bytes, int64_t size, HuffmanCounts* counted)
 {
     if (size < 16) return 0;
     int total = 0;
@@ -41,24 +41,24 @@ int ReadHuffmanSpec(const uint8_t* bytes, int64_t size, HuffmanSpec* spec)
     }
     // `code` above is not the code itself but the codes used up, so a full tree stays full.
     if (total > 256 || size < 16 + total) return 0;
-    *spec = HuffmanSpec{};
-    std::memcpy(spec->counts + 1, bytes, 16);
-    std::memcpy(spec->symbols, bytes + 16, static_cast<size_t>(total));
-    spec->symbolCount = total;
-    spec->defined = true;
+    *counted = HuffmanCounts{};
+    std::memcpy(counted->counts + 1, bytes, 16);
+    std::memcpy(counted->symbols, bytes + 16, static_cast<size_t>(total));
+    counted->symbolCount = total;
+    counted->defined = true;
     return 16 + total;
 }
 
-void SymbolTable::Build(const HuffmanSpec& from, bool forDc)
+void SymbolTable::Build(const HuffmanCounts& from, bool forDc)
 {
-    if (spec.defined && finishedDc == forDc && spec == from) return;
-    spec = from;
+    if (counted.defined && finishedDc == forDc && counted == from) return;
+    counted = from;
     finishedDc = forDc;
     std::fill(std::begin(look), std::end(look), kUnfinished);
     std::fill(std::begin(limit), std::end(limit), 0u);
     int seen[17] = {};
     int index = 0;
-    ForEachCode(spec, [&](uint32_t code, int length, int symbol) {
+    ForEachCode(counted, [&](uint32_t code, int length, int symbol) {
         if (seen[length]++ == 0) symbolOffset[length] = index - static_cast<int32_t>(code);
         limit[length] = (code + 1) << (16 - length);
         ++index;
@@ -80,15 +80,15 @@ int SymbolTable::Find(uint32_t window, int* symbol) const
 {
     for (int length = 1; length <= 16; ++length) {
         if (window >= limit[length]) continue;
-        *symbol = spec.symbols[static_cast<int32_t>(window >> (16 - length)) + symbolOffset[length]];
+        *symbol = counted.symbols[static_cast<int32_t>(window >> (16 - length)) + symbolOffset[length]];
         return length;
     }
     return 0;
 }
 
-void DifferenceTable::Build(const HuffmanSpec& from, int bitsToLook)
+void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook)
 {
-    if (lookBits == bitsToLook && symbols.spec.defined && symbols.spec == from) return;
+    if (lookBits == bitsToLook && symbols.counted.defined && symbols.counted == from) return;
     symbols.Build(from, true);
     lookBits = bitsToLook;
     std::fill_n(look, 1u << lookBits, SymbolTable::kUnfinished);

@@ -129,8 +129,8 @@ struct JpegDecoder
     int offsetCountdown = 0;
     bool quantDefined[4] = {};
     uint16_t quant[4][64] = {};  ///< in stream order
-    HuffmanSpec dcSpecs[4];
-    HuffmanSpec acSpecs[4];
+    HuffmanCounts dcSpecs[4];
+    HuffmanCounts acSpecs[4];
     int restartInterval = 0;
 
     // The frame.

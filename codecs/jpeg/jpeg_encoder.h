@@ -42,16 +42,16 @@ struct EncoderTable
     uint16_t code[256] = {};
     uint8_t length[256] = {};
 
-    explicit EncoderTable(const HuffmanSpec& spec);
+    explicit EncoderTable(const HuffmanCounts& counted);
 };
 
 /// The best table for symbols with these frequencies (T.81 K.2).
-HuffmanSpec BestTable(const std::vector<int64_t>& frequencies);
+HuffmanCounts BestTable(const std::vector<int64_t>& frequencies);
 
 /// Appends the entropy-coded data of all fields, restart markers between intervals and fields.
-void EncodeDctScan(const EncoderPicture& picture, const HuffmanSpec* dc, const HuffmanSpec* ac,
+void EncodeDctScan(const EncoderPicture& picture, const HuffmanCounts* dc, const HuffmanCounts* ac,
                    const uint16_t (*quant)[64], int restartInterval, std::vector<uint8_t>* out);
-void EncodeLosslessScan(const EncoderPicture& picture, int restartInterval, HuffmanSpec* table,
+void EncodeLosslessScan(const EncoderPicture& picture, int restartInterval, HuffmanCounts* table,
                         std::vector<uint8_t>* out);
 
 /// The arguments of the exported encoder function.

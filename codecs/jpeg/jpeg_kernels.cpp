@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "codecs/jpeg/sample_rows.h"
+#include "codecs/jpeg/component_rows.h"
 
 namespace talv::jpeg {
 namespace {

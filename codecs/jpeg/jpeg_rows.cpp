@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "codecs/jpeg/component_rows.h"
 #include "codecs/jpeg/jpeg_decoder.h"
-#include "codecs/jpeg/sample_rows.h"
 
 namespace talv::jpeg {
 namespace {

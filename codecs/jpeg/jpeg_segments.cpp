@@ -71,7 +71,7 @@ int32_t ReadHuffmanTables(JpegDecoder* d, const uint8_t* payload, int64_t size)
         if (kind > 1) return kCodecUnsupported;
         if (slot > 3) return kind == 0 ? kCodecTooManyDcTables : kCodecTooManyAcTables;
         const int used =
-            ReadHuffmanSpec(payload + 1, size - 1, kind == 0 ? &d->dcSpecs[slot] : &d->acSpecs[slot]);
+            ReadHuffmanCounts(payload + 1, size - 1, kind == 0 ? &d->dcSpecs[slot] : &d->acSpecs[slot]);
         if (used == 0) return kCodecUnsupported;
         payload += 1 + used;
         size -= 1 + used;

@@ -122,12 +122,12 @@ void AppendApplicationSegments(ByteString* out, const SaveRequest& r, size_t com
     }
 }
 
-void AppendHuffmanTable(ByteString* out, int kindAndSlot, const HuffmanSpec& spec)
+void AppendHuffmanTable(ByteString* out, int kindAndSlot, const HuffmanCounts& counted)
 {
-    BeginSegment(out, 0xC4, 17 + static_cast<size_t>(spec.symbolCount));
+    BeginSegment(out, 0xC4, 17 + static_cast<size_t>(counted.symbolCount));
     out->push_back(static_cast<uint8_t>(kindAndSlot));
-    Append(out, spec.counts + 1, 16);
-    Append(out, spec.symbols, static_cast<size_t>(spec.symbolCount));
+    Append(out, counted.counts + 1, 16);
+    Append(out, counted.symbols, static_cast<size_t>(counted.symbolCount));
 }
 
 void AppendFrameHeader(ByteString* out, const EncoderPicture& picture)
@@ -189,7 +189,7 @@ ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
     }
     ByteString scan;
     if (picture.lossless) {
-        HuffmanSpec table;
+        HuffmanCounts table;
         EncodeLosslessScan(picture, interval, &table, &scan);
         AppendFrameHeader(&out, picture);
         AppendHuffmanTable(&out, 0, table);

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "codecs/jpeg/sample_rows.h"
+#include "codecs/jpeg/component_rows.h"
 
 namespace talv::jpeg {
 namespace {

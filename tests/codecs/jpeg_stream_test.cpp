@@ -177,17 +177,17 @@ TEST(JpegHeader, ColourFollowsMarkers)
 
 TEST(JpegHuffman, TablesOfSeventeenCategoriesAndFullTrees)
 {
-    jpeg::HuffmanSpec spec;
+    jpeg::HuffmanCounts counted;
     ByteVector bytes(16, 0);
     bytes[4] = 17;
     for (uint8_t i = 0; i < 17; ++i) bytes.push_back(i);
-    EXPECT_EQ(jpeg::ReadHuffmanSpec(bytes.data(), 33, &spec), 33);
-    EXPECT_EQ(jpeg::ReadHuffmanSpec(bytes.data(), 32, &spec), 0);
+    EXPECT_EQ(jpeg::ReadHuffmanCounts(bytes.data(), 33, &counted), 33);
+    EXPECT_EQ(jpeg::ReadHuffmanCounts(bytes.data(), 32, &counted), 0);
     bytes[0] = 2;  // both codes of one bit: nothing is left for others
     bytes.resize(16 + 19);
-    EXPECT_EQ(jpeg::ReadHuffmanSpec(bytes.data(), 35, &spec), 0);
+    EXPECT_EQ(jpeg::ReadHuffmanCounts(bytes.data(), 35, &counted), 0);
     const ByteVector counts(16 + 256, 255);
-    EXPECT_EQ(jpeg::ReadHuffmanSpec(counts.data(), 272, &spec), 0);
+    EXPECT_EQ(jpeg::ReadHuffmanCounts(counts.data(), 272, &counted), 0);
 }
 
 /// Streams of every process, with the depth they decode at.
