@@ -36,8 +36,9 @@ bool ClassifyTransferSyntax(DicomDataSet* dataSet, const char* uid, TransferSynt
 
 /// Load flags: the low bits are those of DicomDataSet::mode.
 /// Parses `stream` into `dataSet`; the stream must stay open while values are read, unless load flag 0x0200
-/// copied them. kDicomInvalidArgument for null pointers, kDicomNotDicom when no encoding fits. On failure the
-/// data set is empty.
+/// copied them. kDicomInvalidArgument for null pointers and a read-only data set, which stays as it is;
+/// kDicomNotDicom when no encoding fits. A stream without preamble must hold an element of the dictionary,
+/// unless it is empty. On failure the data set is empty.
 DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loadFlags, bool requireImage);
 
 /// Opens `fileName` (narrow) as the data set's file stream, loads it and repairs values of odd length.

@@ -26,6 +26,6 @@ options=()
 corpus=()
 [ ! -d "${base}_corpus" ] || corpus+=("${base}_corpus")
 mkdir -p "$build/corpus/$target" "$build/found/$target"
-exec "$build/fuzz/$target" -max_total_time="$seconds" -max_len=32768 -timeout=20 -rss_limit_mb=2048 \
+exec "$build/fuzz/$target" -max_total_time="$seconds" -max_len=16384 -timeout=20 -rss_limit_mb=2048 \
     -malloc_limit_mb=1024 -print_final_stats=1 -artifact_prefix="$build/found/$target/" "${options[@]}" "$@" \
     "$build/corpus/$target" "${corpus[@]}" $samples

@@ -92,17 +92,18 @@ Bytes CompressLossless(const Bytes& rows, int width, int height, int bits)
     return stream;
 }
 
-double MedianMs(int rounds, const std::function<void()>& run)
+double TimeMs(const std::function<void()>& run)
 {
-    std::vector<double> times;
-    for (int i = 0; i < rounds; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        run();
-        times.push_back(
-            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
-    }
-    std::nth_element(times.begin(), times.begin() + static_cast<ptrdiff_t>(times.size() / 2), times.end());
-    return times[times.size() / 2];
+    const auto start = std::chrono::steady_clock::now();
+    run();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+double Median(std::vector<double> times)
+{
+    const auto middle = times.begin() + static_cast<ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
 }
 
 struct Case
@@ -128,12 +129,21 @@ void Measure(const Case& c, int rounds)
         tjDecompress2(handle, c.stream.data(), c.stream.size(), rows.data(), c.width, 0, c.height,
                       c.bits == 24 ? TJPF_BGR : TJPF_GRAY, TJFLAG_ACCURATEDCT);
     };
-    const double ownMs = MedianMs(rounds, own);
-    const double peerMs = c.peer ? MedianMs(rounds, peer) : 0;
+    // In turns, so that both see the same neighbours on the machine.
+    std::vector<double> ownTimes, peerTimes;
+    for (int i = 0; i < rounds; ++i) {
+        ownTimes.push_back(TimeMs(own));
+        peerTimes.push_back(c.peer ? TimeMs(peer) : 0);
+    }
+    const double ownMs = Median(ownTimes), peerMs = Median(peerTimes);
+    const double ownBest = *std::min_element(ownTimes.begin(), ownTimes.end());
+    const double peerBest = *std::min_element(peerTimes.begin(), peerTimes.end());
     const double megabytes = static_cast<double>(rows.size()) / 1e6;
     std::printf("%-22s status %d  bytes %8zu  own %7.3f ms %6.0f MB/s", c.name, status, c.stream.size(),
                 ownMs, megabytes / ownMs * 1000);
-    if (c.peer) std::printf("  libjpeg-turbo %7.3f ms  ratio %.2f", peerMs, peerMs / ownMs);
+    if (c.peer)
+        std::printf("  libjpeg-turbo %7.3f (%.3f) ms  ratio %.2f (%.2f)", peerMs, peerBest, peerMs / ownMs,
+                    peerBest / ownBest);
     std::printf("\n");
     tjDestroy(handle);
 }

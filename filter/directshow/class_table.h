@@ -8,7 +8,7 @@ struct ClassEntry
 {
     const wchar_t* name;
     const GUID* id;
-    HRESULT (*make)
+    HRESULT(*make)
     (IUnknown* outer, IUnknown** out);  ///< `out` gets the object's own identity with a reference
     bool isFilter;                      ///< registered with the media framework
 };

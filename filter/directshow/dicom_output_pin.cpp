@@ -79,7 +79,7 @@ HRESULT DicomOutputPin::TryAllocator(IMemInputPin* input, IMemAllocator* allocat
     ALLOCATOR_PROPERTIES actual = {};
     HRESULT hr = allocator->SetProperties(&wanted, &actual);
     if (FAILED(hr)) return hr;
-    if (actual.cBuffers < 1 || actual.cbBuffer < 1) return VFW_E_SIZENOTSET;
+    if (actual.cBuffers < 1 || actual.cbBuffer < filter_.source.SampleSize()) return VFW_E_SIZENOTSET;
     hr = input->NotifyAllocator(allocator, FALSE);
     if (FAILED(hr)) return hr;
     allocator_ = ComPointer<IMemAllocator>(allocator);

@@ -1,6 +1,5 @@
 #include "filter/directshow/help_lookup.h"
 
-
 #include <string>
 #include <vector>
 

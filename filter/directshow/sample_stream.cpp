@@ -136,8 +136,9 @@ void DicomOutputPin::ProduceSamples()
             if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
             return;
         }
-        // A graph may set this filter going before the ones downstream: the sample waits until they are
-        // ready.
+        // A graph may start this filter before the ones downstream (Wine's does). The sample then waits until
+        // they are ready; a worker that ended here would leave the graph without a picture and without an
+        // end.
         hr = input_->Receive(sample.Get());
         while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input_->Receive(sample.Get());
         if (hr != S_OK) return;

@@ -12,6 +12,7 @@
 #include "filter/directshow/com_pointer.h"
 #include "filter/directshow/server_ids.h"
 #include "tests/support/dicom_builder.h"
+#include "tools/dicplay/notice_capture.h"
 #include "tools/dicplay/sample_grabber.h"
 
 namespace talv {
@@ -37,18 +38,6 @@ ComPointer<Interface> Query(IUnknown* from, REFIID iid)
     return found;
 }
 
-/// What the component told the user since the object was made.
-class NoticeCapture
-{
-  public:
-    NoticeCapture();
-    ~NoticeCapture();
-    std::string Text() const;
-
-  private:
-    int file_, previous_;  // file descriptors
-};
-
 /// An 8-bit grey file of `frames` frames of 4 x 2 pixels; pixel (x, y) of frame n is 16 n + 4 y + x.
 DicomBuilder GreyClip(int frames, const char* frameTime = "40");
 /// The bytes that frame `n` of GreyClip must arrive as: bottom row first.
@@ -62,13 +51,15 @@ struct RecordedSample
     ByteVector bytes;
 };
 
+RecordedSample Record(IMediaSample* sample);
+
 /// Source, sample grabber and null renderer without a clock.
 class TestGraph final : private SampleGrabberCallback
 {
   public:
     explicit TestGraph(IBaseFilter* filter);
     ~TestGraph();
-    HRESULT Run() { return control_->Run(); }
+    HRESULT Run();
     HRESULT Pause() { return control_->Pause(); }
     HRESULT Stop() { return control_->Stop(); }
     /// Waits for the end of the stream; false after 10 seconds.
@@ -86,6 +77,9 @@ class TestGraph final : private SampleGrabberCallback
     STDMETHODIMP SampleCB(double, IMediaSample* sample) override;
     STDMETHODIMP BufferCB(double, BYTE*, LONG) override { return S_OK; }
 
+    bool TakeEvent(long wanted, DWORD timeout);
+
+    ComPointer<IBaseFilter> grabberFilter_, sink_;
     ComPointer<IMediaControl> control_;
     ComPointer<IMediaEvent> events_;
     ComPointer<SampleGrabber> grabber_;

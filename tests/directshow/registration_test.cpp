@@ -1,4 +1,6 @@
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 
@@ -66,6 +68,33 @@ TEST_F(Registration, FileTypeKeysAreWrittenAsListed)
     EXPECT_EQ(Values("CLSID\\{E2B7DDB8-38C5-11D5-91F6-00104BDB8FF9}"), Map());
     EXPECT_NE(LoadRegTypeLib(kTypeLibrary, 1, 0, 0, library.Out()), S_OK);
     EXPECT_EQ(Server::Get().unregisterServer(), S_OK) << "nothing to remove is no error";
+}
+
+// The same component without its library: the user is told, the classes are registered all the same.
+TEST_F(Registration, AMissingTypeLibraryIsToldAndIsNoFailure)
+{
+    std::ifstream whole(std::filesystem::path(Server::Get().path), std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(whole), {}};
+    const size_t library = bytes.find(std::string("MSFT\2\0\1\0", 8));
+    ASSERT_NE(library, std::string::npos);
+    bytes.replace(library, 4, "none");
+    const std::filesystem::path copy = std::filesystem::temp_directory_path() / "talv-no-library.ax";
+    std::ofstream(copy, std::ios::binary) << bytes;
+    const HMODULE module = LoadLibraryW(copy.c_str());
+    ASSERT_NE(module, nullptr);
+    const auto entry = [&](const char* name) {
+        return reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+    };
+    {
+        const NoticeCapture notices;
+        EXPECT_EQ(entry("DllRegisterServer")(), S_OK);
+        EXPECT_EQ(notices.Text(), "Error: Failed to register type library: " + copy.string() + "\n");
+    }
+    EXPECT_NE(Values("CLSID\\{E2B7DDB8-38C5-11D5-91F6-00104BDB8FF9}"), Map());
+    EXPECT_EQ(entry("DllUnregisterServer")(), S_OK);
+    EXPECT_EQ(Values("CLSID\\{E2B7DDB8-38C5-11D5-91F6-00104BDB8FF9}"), Map());
+    FreeLibrary(module);
+    std::filesystem::remove(copy);
 }
 
 TEST_F(Registration, TheFrameworkListsTheFilterButNeverPicksIt)

@@ -23,6 +23,7 @@ int PlayFile(const talv::PlayOptions& options)
     talv::PlayGraph graph(options);
     std::string problem = graph.LoadSource();
     if (problem.empty()) problem = graph.Build();
+    if (problem.empty() && options.properties) problem = graph.ShowProperties();
     if (problem.empty()) problem = graph.Play();
     if (!problem.empty()) return Complain(options, problem);
     graph.PrintSummary();

@@ -1,10 +1,13 @@
 #include "play_graph.h"
 
+#include <olectl.h>
+
 #include <cinttypes>
 #include <cstdio>
 
 #include "component.h"
 #include "filter/directshow/media_type.h"
+#include "tools/dicplay/notice_capture.h"
 
 namespace talv {
 namespace {
@@ -13,6 +16,16 @@ std::string WithCode(const char* text, HRESULT hr)
     char code[24];
     std::snprintf(code, sizeof(code), " (0x%08lX)", static_cast<unsigned long>(hr));
     return text + std::string(code);
+}
+
+constexpr char kRefusedText[] = "the file was refused";
+
+// The message of the last notice, which is written as "title: message".
+std::string ReasonFrom(std::string notices)
+{
+    while (!notices.empty() && notices.back() == '\n') notices.pop_back();
+    const size_t colon = notices.rfind(": ");
+    return colon == std::string::npos ? kRefusedText : notices.substr(colon + 2);
 }
 
 // The classic video renderer takes these; others are drawn by a window of our own.
@@ -36,8 +49,10 @@ std::string PlayGraph::LoadSource()
     reader_ = QueryFor<ITVDicRd>(source_.Get(), IID_ITVDicRd);
     const auto file = QueryFor<IFileSourceFilter>(source_.Get(), IID_IFileSourceFilter);
     if (!reader_ || !file) return "the reader lacks an interface";
-    hr = file->Load(options_.file.c_str(), nullptr);
-    return hr == S_OK ? "" : "the file was refused";
+    const bool unattended = GetEnvironmentVariableW(L"TALV_NO_NOTICE", nullptr, 0) != 0;
+    if (!unattended) return file->Load(options_.file.c_str(), nullptr) == S_OK ? "" : kRefusedText;
+    const NoticeCapture notices;
+    return file->Load(options_.file.c_str(), nullptr) == S_OK ? "" : ReasonFrom(notices.Text());
 }
 
 bool PlayGraph::AddFilter(const GUID& classId, const wchar_t* name, ComPointer<IBaseFilter>* out)
@@ -91,22 +106,20 @@ std::string PlayGraph::BuildVideo(IPin* output)
     window_.ShowFramesOf(monitor_.get());
     DeleteMediaType(type);
 
-    ComPointer<IBaseFilter> grabber;
-    if (!AddFilter(kSampleGrabberClass, L"Grabber", &grabber)) return "no sample grabber";
-    const auto grab = QueryFor<SampleGrabber>(grabber.Get(), kSampleGrabberInterface);
+    if (!AddFilter(kSampleGrabberClass, L"Grabber", &grabber_)) return "no sample grabber";
+    const auto grab = QueryFor<SampleGrabber>(grabber_.Get(), kSampleGrabberInterface);
     if (!grab || FAILED(grab->SetCallback(monitor_.get(), 0))) return "no sample grabber";
-    const HRESULT hr = ConnectPins(graph_.Get(), output, FindPin(grabber.Get(), PINDIR_INPUT).Get());
+    const HRESULT hr = ConnectPins(graph_.Get(), output, FindPin(grabber_.Get(), PINDIR_INPUT).Get());
     if (FAILED(hr)) return WithCode("the grabber does not take the video", hr);
-    return AddSink(FindPin(grabber.Get(), PINDIR_OUTPUT).Get(), ownWindow);
+    return AddSink(FindPin(grabber_.Get(), PINDIR_OUTPUT).Get(), ownWindow);
 }
 
 std::string PlayGraph::AddSink(IPin* grabberOutput, bool ownWindow)
 {
     const bool renderer = !options_.null && !ownWindow;
-    ComPointer<IBaseFilter> sink;
-    if (!AddFilter(renderer ? kVideoRendererClass : kNullRendererClass, L"Renderer", &sink))
+    if (!AddFilter(renderer ? kVideoRendererClass : kNullRendererClass, L"Renderer", &sink_))
         return renderer ? "no video renderer (is there a display?)" : "no null renderer";
-    const HRESULT hr = ConnectPins(graph_.Get(), grabberOutput, FindPin(sink.Get(), PINDIR_INPUT).Get());
+    const HRESULT hr = ConnectPins(graph_.Get(), grabberOutput, FindPin(sink_.Get(), PINDIR_INPUT).Get());
     if (FAILED(hr)) return WithCode("the renderer does not take the video", hr);
     const auto window =
         renderer ? QueryFor<IVideoWindow>(graph_.Get(), IID_IVideoWindow) : ComPointer<IVideoWindow>();
@@ -155,11 +168,29 @@ bool PlayGraph::WaitWhileHeld()
     return true;
 }
 
+std::string PlayGraph::ShowProperties()
+{
+    const auto pages = QueryFor<ISpecifyPropertyPages>(source_.Get(), IID_ISpecifyPropertyPages);
+    CAUUID classes = {};
+    if (!pages || FAILED(pages->GetPages(&classes))) return "the reader has no property pages";
+    IUnknown* reader = source_.Get();
+    const HRESULT hr =
+        OleCreatePropertyFrame(nullptr, 0, 0, L"Talv DICOM Reader (2.0)", 1, &reader, classes.cElems,
+                               classes.pElems, LOCALE_USER_DEFAULT, 0, nullptr);
+    CoTaskMemFree(classes.pElems);
+    return SUCCEEDED(hr) ? ""
+                         : WithCode("the property pages cannot be shown (is the reader registered?)", hr);
+}
+
 std::string PlayGraph::Play()
 {
     const bool windowed = window_.IsOpen();
     HANDLE waiting = nullptr;
     events_->GetEventHandle(reinterpret_cast<OAEVENT*>(&waiting));
+    // A graph may start the source first; a renderer that is not ready refuses the sample, and the grabber
+    // then sees it twice.
+    if (sink_) sink_->Pause();
+    if (grabber_) grabber_->Pause();
     const HRESULT hr = control_->Run();
     if (FAILED(hr)) return WithCode("the graph does not run", hr);
     for (;;) {

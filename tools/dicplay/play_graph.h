@@ -19,9 +19,11 @@ class PlayGraph
     PlayGraph(const PlayGraph&) = delete;
     PlayGraph& operator=(const PlayGraph&) = delete;
 
-    /// The three steps; each is empty when it succeeded, else what went wrong.
+    /// The steps in their order; each is empty when it succeeded, else what went wrong.
     std::string LoadSource();
     std::string Build();
+    /// Shows the reader's property pages and waits until they are closed.
+    std::string ShowProperties();
     std::string Play();
     void PrintSummary() const;
     bool WriteSnapshot() const;
@@ -40,6 +42,7 @@ class PlayGraph
     std::unique_ptr<SampleMonitor> monitor_;  ///< called by the graph, so it goes after it
     ComPointer<IBaseFilter> source_;
     ComPointer<ITVDicRd> reader_;
+    ComPointer<IBaseFilter> grabber_, sink_;
     ComPointer<IGraphBuilder> graph_;
     ComPointer<IMediaControl> control_;
     ComPointer<IMediaEvent> events_;

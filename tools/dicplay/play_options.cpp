@@ -1,9 +1,8 @@
 #include "play_options.h"
 
-// clang-format off: the second needs the first
 #include <windows.h>
+// A block of its own: this header needs the one above.
 #include <shellapi.h>
-// clang-format on
 
 #include <cstdio>
 
@@ -15,9 +14,13 @@ struct Switch
     bool PlayOptions::*value;
 };
 const Switch kSwitches[] = {
-    {L"--null", &PlayOptions::null},   {L"--no-clock", &PlayOptions::noClock},
-    {L"--loop", &PlayOptions::loop},   {L"--hold", &PlayOptions::hold},
-    {L"--quiet", &PlayOptions::quiet}, {L"--log-samples", &PlayOptions::logSamples},
+    {L"--null", &PlayOptions::null},
+    {L"--no-clock", &PlayOptions::noClock},
+    {L"--loop", &PlayOptions::loop},
+    {L"--hold", &PlayOptions::hold},
+    {L"--quiet", &PlayOptions::quiet},
+    {L"--log-samples", &PlayOptions::logSamples},
+    {L"--properties", &PlayOptions::properties},
 };
 struct Setting
 {
@@ -58,6 +61,7 @@ void PrintUsage()
         "  --loop           start again at the end, until the window is closed\n"
         "  --hold           keep the window open at the end; --exit (the default) closes it\n"
         "  --quiet          no message boxes\n"
+        "  --properties     show the property pages before playing\n"
         "  --log-samples    one line per sample on standard output\n"
         "  --snapshot FILE  write the last frame as a BMP picture\n",
         stderr);

@@ -13,6 +13,7 @@ struct PlayOptions
     bool loop = false;
     bool hold = false;  ///< keep the window after the end
     bool quiet = false;
+    bool properties = false;  ///< show the property pages first
     bool logSamples = false;
 };
 
