@@ -20,10 +20,13 @@ function(talv_flags target)
   endif()
 endfunction()
 
-# Only the files that end in _sse2, _ssse3, _sse41 or _avx2 are compiled for that level.
+# Only the files that end in _sse2, _ssse3, _sse41, _avx2 or _avx512 are compiled for that level.
 function(talv_simd_flags)
   foreach(source ${ARGN})
-    if(source MATCHES "_avx2\\.cpp$")
+    if(source MATCHES "_avx512\\.cpp$")
+      set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS
+        "-mavx512f;-mavx512bw;-mavx512vl;-mavx512vbmi;-mavx2;-mbmi;-mbmi2;-mlzcnt")
+    elseif(source MATCHES "_avx2\\.cpp$")
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2;-mlzcnt")
     elseif(source MATCHES "_sse2\\.cpp$")
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-msse2")

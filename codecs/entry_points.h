@@ -10,8 +10,7 @@
 #define FLT_CALL
 #endif
 
-namespace talv
-{
+namespace talv {
 /// Destination layout handed to the JPEG 2000 decoder: fifteen 32-bit words.
 struct J2KFrameDescriptor
 {
@@ -34,9 +33,9 @@ struct J2KFrameDescriptor
 static_assert(sizeof(J2KFrameDescriptor) == 60);
 
 /// Decodes one JPEG or CMP stream into caller-owned rows; see the exported declaration for the arguments.
-using LoadBufferCmpFunction = int32_t(FLT_CALL*)(const void* src, uint32_t srcLength, void* dest, int32_t format,
-                                                 int32_t width, int32_t height, uint32_t bitsPerPixel,
-                                                 void* formatTables, uint32_t flags);
+using LoadBufferCmpFunction = int32_t(FLT_CALL*)(const void* src, uint32_t srcLength, void* dest,
+                                                 int32_t format, int32_t width, int32_t height,
+                                                 uint32_t bitsPerPixel, void* formatTables, uint32_t flags);
 /// Decodes one JPEG 2000 codestream into caller-owned rows.
 using J2kDecompressFrameFunction = int32_t(FLT_CALL*)(const void* src, void* dest,
                                                       const J2KFrameDescriptor* descriptor);

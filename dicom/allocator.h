@@ -2,8 +2,7 @@
 
 #include <cstddef>
 
-namespace talv
-{
+namespace talv {
 /// The three slots every allocation of the data-set library goes through (nodes, values, dictionary nodes).
 /// Blocks come zero-filled from `allocate`. Tests replace a slot to make call number n fail.
 struct DicomAllocator

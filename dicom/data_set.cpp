@@ -237,7 +237,7 @@ void DicomDataSet::ResetDataSet(bool closeStream)
 
 DicomStatus DicomDataSet::CopyDataSet(DicomDataSet* source)
 {
-    if (source == nullptr) return kDicomInvalidArgument;
+    if (source == nullptr || readOnly) return kDicomInvalidArgument;
     if (source == this) return kDicomOk;
     ResetDataSet(false);
     DicomStatus status = kDicomNoMemory;

@@ -79,7 +79,7 @@ class DicomDataSet
     DicomStream* currentStream = nullptr;  ///< the one being loaded or read; not owned
     DicomStream fileStream;                ///< opened by LoadFile
     DicomStream ownStream;                 ///< temporary; holds copied and newly set values
-    bool readOnly = false;                 ///< refuses creating and deleting elements
+    bool readOnly = false;                 ///< refuses creating and deleting elements, and loading
     void (*elementCheck)(DicomElement* element, uint32_t code, void* user) = nullptr;
     void* elementCheckUser = nullptr;
     DataSetTables tables;

@@ -2,26 +2,25 @@
 
 #include <cstdint>
 
-namespace talv
-{
+namespace talv {
 /// Results of the data-set library and of image extraction, which share one scale.
 using DicomStatus = uint16_t;
 
 enum : DicomStatus
 {
     kDicomOk = 0,
-    kDicomNoMemory = 2,           ///< no memory, or no storage to work on
+    kDicomNoMemory = 2,  ///< no memory, or no storage to work on
     kDicomFileNotOpened = 3,
-    kDicomShortRead = 4,          ///< fewer bytes than asked for; also: codec not available
+    kDicomShortRead = 4,  ///< fewer bytes than asked for; also: codec not available
     kDicomShortWrite = 5,
     kDicomSeekFailed = 6,
-    kDicomEndOfStream = 7,        ///< the stream ends where an element header was expected
-    kDicomNotDicom = 8,           ///< not a DICOM stream, or content contradicting the encoding being tried
+    kDicomEndOfStream = 7,  ///< the stream ends where an element header was expected
+    kDicomNotDicom = 8,     ///< not a DICOM stream, or content contradicting the encoding being tried
     kDicomInvalidArgument = 9,
-    kDicomNoFrame = 10,           ///< no pixel data, frame not found, or its bitmap could not be created
+    kDicomNoFrame = 10,  ///< no pixel data, frame not found, or its bitmap could not be created
     kDicomUnsupportedCompression = 11,
     kDicomUnknownPhotometric = 12,
-    kDicomNoGeometry = 14,        ///< Rows or Columns missing, or an unusable palette
+    kDicomNoGeometry = 14,  ///< Rows or Columns missing, or an unusable palette
     kDicomBadPaletteSegment = 201,
     kDicomNoRemapOperation = 215,  ///< the table of image operations lacks the operation (0xD7)
     kDicomWrongStructSize = 0xFCEB,

@@ -2,8 +2,7 @@
 
 #include <cstdint>
 
-namespace talv
-{
+namespace talv {
 struct ImageBitmap;
 
 /// A function of a type that only its caller knows.
@@ -18,7 +17,8 @@ struct CodecEntryPoints
     AnyFunction j2kDecompressFrame = nullptr;
 };
 
-/// The raster operations a data set was made with; null for one that is not there. All answer a raster status.
+/// The raster operations a data set was made with; null for one that is not there. All answer a raster
+/// status.
 struct ImageOperations
 {
     /// Smallest and largest value of a grey bitmap (colour order 2) within its bit range.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -8,8 +10,8 @@
 
 namespace talv {
 /// The part of a stream that element headers are being decoded from. While headers lie close together it
-/// reads ahead in pieces that grow to 64 KiB; behind a long value it begins small again, since only a header
-/// is wanted there.
+/// reads ahead in pieces that grow to 64 KiB. Behind a long value it begins with as much as the stretch of
+/// headers before that value took: a list of fragments costs one small read each.
 class HeaderWindow
 {
   public:
@@ -19,30 +21,38 @@ class HeaderWindow
     const uint8_t* Peek(uint64_t position, size_t count, size_t* available)
     {
         if (position < start_ || position + count > start_ + count_) Fill(position);
+        last_ = position;
         const uint64_t offset = position - start_;
         *available = offset < count_ ? static_cast<size_t>(count_ - offset) : 0;
         return bytes_.data() + offset;
     }
 
   private:
-    static constexpr size_t kSmallest = 512;
+    static constexpr size_t kSmallest = 64;
+    static constexpr size_t kFirst = 512;
     static constexpr size_t kLargest = 64 * 1024;
+    static constexpr uint64_t kNear = 2048;  // reading over a gap of this size is cheaper than a read more
 
     void Fill(uint64_t position)
     {
-        const bool isNear = position >= start_ && position <= start_ + count_ + kSmallest;
-        if (!isNear)
-            wanted_ = kSmallest;
-        else if (wanted_ < kLargest)
-            wanted_ *= 2;
+        const bool isNear = position >= start_ && position <= start_ + count_ + kNear;
+        if (isNear) {
+            wanted_ = std::min(2 * wanted_, kLargest);
+        } else {
+            const uint64_t stretch = std::min<uint64_t>(last_ - stretchStart_, kLargest / 2);
+            wanted_ = std::bit_ceil(static_cast<size_t>(stretch) + kSmallest);
+            stretchStart_ = position;
+        }
         start_ = position;
         count_ = stream_->ReadAt(position, bytes_.data(), wanted_);
     }
 
     DicomStream* stream_;
     std::vector<uint8_t> bytes_;
-    size_t wanted_ = kSmallest;
-    uint64_t start_ = 0;
+    size_t wanted_ = kFirst;
+    uint64_t start_ = 0;  // of the window
     size_t count_ = 0;
+    uint64_t last_ = 0;          // where was peeked last
+    uint64_t stretchStart_ = 0;  // where the headers that lie close together begin
 };
 }  // namespace talv

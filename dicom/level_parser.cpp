@@ -10,6 +10,7 @@ namespace {
 constexpr uint16_t kVrSQ = MakeVr('S', 'Q');
 constexpr size_t kMaxLevels =
     2 * size_t{kMaxNesting} + 1;              // each sequence opens one level, each item another
+constexpr uint64_t kSmallestRead = 2;         // the first field of a header
 constexpr size_t kTransferSyntaxBytes = 512;  // a UID has 64 characters; the rest is room for stray padding
 
 bool IsDirectoryOffset(uint32_t tag)
@@ -41,6 +42,8 @@ DicomStatus LevelParser::ReadHeader(ElementHeader* header)
     const DicomStatus status =
         DecodeElementHeader(bytes, available, (dataSet_->mode & kModeLittleEndian) != 0,
                             (dataSet_->mode & kModeExplicitVr) != 0, header);
+    // Nothing read although the stream goes on is a read error, not the end.
+    if (status == kDicomEndOfStream && position_ + kSmallestRead <= stream_->Size()) return kDicomShortRead;
     return status == kDicomOk ? ToleratesLength(dataSet_, header->length) : status;
 }
 

@@ -3,7 +3,9 @@
 #include <new>
 #include <vector>
 
+#include "dicom/dictionary.h"
 #include "dicom/directory_links.h"
+#include "dicom/element_header.h"
 #include "dicom/level_parser.h"
 #include "dicom/reader.h"
 
@@ -72,6 +74,26 @@ bool AcceptsDamagedTail(const DicomDataSet& dataSet)
     return false;
 }
 
+/// Without preamble nothing vouches for a data set but its elements, and bytes of any kind read as some. A
+/// first element 0000,0000 that is no group length, as in a file of zeros, is told before the rest is read.
+bool CannotBegin(DicomStream* stream, uint64_t position, uint16_t encoding)
+{
+    uint8_t bytes[kLargestHeader] = {};
+    ElementHeader header;
+    const size_t available = stream->ReadAt(position, bytes, sizeof bytes);
+    return DecodeElementHeader(bytes, available, (encoding & kModeLittleEndian) != 0,
+                               (encoding & kModeExplicitVr) != 0, &header) == kDicomOk &&
+           header.tag == 0 && header.length != 4;
+}
+
+/// True when `dataSet` has an element of the dictionary, and when its stream ended before the first header.
+bool IsDataSet(const DicomDataSet& dataSet, const DicomStream& stream, uint64_t start)
+{
+    const DicomElement* element = dataSet.tree.first;
+    while (element != nullptr && FindElementEntry(element->tag) == nullptr) element = NextInPreOrder(element);
+    return element != nullptr || stream.Size() < start + 2;
+}
+
 DicomStatus TryEncodings(DicomDataSet* dataSet, DicomStream* stream, const Start& start, uint16_t loadFlags,
                          bool requireImage)
 {
@@ -81,8 +103,12 @@ DicomStatus TryEncodings(DicomDataSet* dataSet, DicomStream* stream, const Start
         dataSet->mode = static_cast<uint16_t>(encoding | start.kind |
                                               (loadFlags & (kModeValuesCopied | kModeRecordElements)));
         if (!stream->Seek(static_cast<int64_t>(start.position), 0)) return kDicomSeekFailed;
-        const DicomStatus status = LevelParser(dataSet, stream, start.position).Run();
+        const bool isBare = start.kind == kModeBare;
+        if (isBare && CannotBegin(stream, start.position, encoding)) continue;
+        DicomStatus status = LevelParser(dataSet, stream, start.position).Run();
         if (status == kDicomNoMemory) return status;
+        if (isBare && status == kDicomOk && !IsDataSet(*dataSet, *stream, start.position))
+            status = kDicomNotDicom;
         if ((status == kDicomOk && !requireImage) || AcceptsDamagedTail(*dataSet)) return kDicomOk;
     }
     return kDicomNotDicom;
@@ -115,7 +141,7 @@ DicomStatus RepairOddLength(DicomDataSet* dataSet, DicomElement* element)
 
 DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loadFlags, bool requireImage)
 {
-    if (dataSet == nullptr || stream == nullptr) return kDicomInvalidArgument;
+    if (dataSet == nullptr || stream == nullptr || dataSet->readOnly) return kDicomInvalidArgument;
     dataSet->currentStream = stream;
     DicomStatus status = kDicomNoMemory;
     try {
@@ -134,7 +160,7 @@ DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loa
 
 DicomStatus LoadFile(DicomDataSet* dataSet, const char* fileName, uint16_t loadFlags)
 {
-    if (dataSet == nullptr || fileName == nullptr) return kDicomInvalidArgument;
+    if (dataSet == nullptr || fileName == nullptr || dataSet->readOnly) return kDicomInvalidArgument;
     // Not the current stream: it may be a caller's, gone by now.
     dataSet->ResetDataSet(false);
     dataSet->currentStream = &dataSet->fileStream;

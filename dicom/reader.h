@@ -4,8 +4,7 @@
 
 #include "dicom/data_set.h"
 
-namespace talv
-{
+namespace talv {
 /// Encodings, as bits of DicomDataSet::mode.
 inline constexpr uint16_t kImplicitLittle = 0x0014;
 inline constexpr uint16_t kExplicitLittle = 0x0024;
@@ -31,13 +30,15 @@ struct TransferSyntax
     int32_t compression = kCompressionNone;
 };
 
-/// Classifies `uid`, or, when it is null, the data set's Transfer Syntax UID. True when a UID was available; unknown
-/// UIDs classify as implicit VR little endian, uncompressed.
+/// Classifies `uid`, or, when it is null, the data set's Transfer Syntax UID. True when a UID was available;
+/// unknown UIDs classify as implicit VR little endian, uncompressed.
 bool ClassifyTransferSyntax(DicomDataSet* dataSet, const char* uid, TransferSyntax* result);
 
 /// Load flags: the low bits are those of DicomDataSet::mode.
-/// Parses `stream` into `dataSet`; the stream must stay open while values are read, unless load flag 0x0200 copied
-/// them. kDicomInvalidArgument for null pointers, kDicomNotDicom when no encoding fits. On failure the data set is empty.
+/// Parses `stream` into `dataSet`; the stream must stay open while values are read, unless load flag 0x0200
+/// copied them. kDicomInvalidArgument for null pointers and a read-only data set, which stays as it is;
+/// kDicomNotDicom when no encoding fits. A stream without preamble must hold an element of the dictionary,
+/// unless it is empty. On failure the data set is empty.
 DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loadFlags, bool requireImage);
 
 /// Opens `fileName` (narrow) as the data set's file stream, loads it and repairs values of odd length.
@@ -52,11 +53,12 @@ struct ElementHeader
     bool littleEndian = true;  ///< byte order this element was read in
 };
 
-/// Reads one element header. kDicomEndOfStream when the stream ends before its first byte pair, kDicomShortRead when
-/// it ends inside, kDicomNotDicom for an odd length that is not tolerated.
+/// Reads one element header. kDicomEndOfStream when the stream ends before its first byte pair,
+/// kDicomShortRead when it ends inside, kDicomNotDicom for an odd length that is not tolerated.
 DicomStatus ReadElementHeader(DicomDataSet* dataSet, DicomStream* stream, bool littleEndian, bool explicitVr,
                               ElementHeader* header);
 
-/// The VR of an element by its tag and what the data set says; for an item the second argument is the item's parent.
+/// The VR of an element by its tag and what the data set says; for an item the second argument is the item's
+/// parent.
 uint16_t DetermineVr(DicomDataSet* dataSet, DicomElement* elementOrParent, uint32_t tag);
 }  // namespace talv

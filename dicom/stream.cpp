@@ -7,7 +7,7 @@
 
 namespace talv {
 namespace {
-constexpr size_t kWindow = 4096;           // short reads are served from a window of this size
+constexpr size_t kWindow = 4096;           // short reads close together are served from a window of this size
 constexpr size_t kMemoryLimit = 1u << 20;  // a temporary stream above this gets its file
 constexpr char kTemporaryPrefix[] = "DIC";
 
@@ -69,7 +69,7 @@ void DicomStream::Close(bool force)
     borrowed_ = nullptr;
     name_.clear();
     flags_ = 0;
-    position_ = size_ = bufferPosition_ = 0;
+    position_ = size_ = bufferPosition_ = lastEnd_ = 0;
     bufferCount_ = 0;
     isOpen_ = false;
 }
@@ -95,11 +95,14 @@ size_t DicomStream::ReadAt(uint64_t position, void* buffer, size_t count)
         std::memcpy(buffer, (borrowed_ != nullptr ? borrowed_ : block_.data()) + position, available);
         return available;
     }
+    const bool followsOn = position >= lastEnd_ && position - lastEnd_ < kWindow;
+    lastEnd_ = position + count;
     if (count >= kWindow) return ReadStored(position, buffer, count);
 
     const bool inWindow = position >= bufferPosition_ && position - bufferPosition_ <= bufferCount_ &&
                           count <= bufferCount_ - (position - bufferPosition_);
     if (!inWindow) {
+        if (!followsOn) return ReadStored(position, buffer, count);
         try {
             buffer_.resize(kWindow);
         } catch (const std::bad_alloc&) {

@@ -83,5 +83,6 @@ class DicomStream
     std::vector<uint8_t> buffer_;        // read-ahead window
     uint64_t bufferPosition_ = 0;
     size_t bufferCount_ = 0;
+    uint64_t lastEnd_ = 0;  // where the last read ended
 };
 }  // namespace talv

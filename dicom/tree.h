@@ -1,7 +1,6 @@
 #pragma once
 
-namespace talv
-{
+namespace talv {
 /// The five links every tree node begins with. None of them owns what it points at.
 template <class Node>
 struct TreeLinks
@@ -28,8 +27,8 @@ enum class LinkPosition
     lastChild = 1,     ///< likewise
     firstSibling = 2,  ///< first child of the reference's parent
     lastSibling = 3,
-    after = 4,         ///< directly after the reference; last of the top level when the reference is null
-    before = 5,        ///< directly before the reference; first of the top level when the reference is null
+    after = 4,   ///< directly after the reference; last of the top level when the reference is null
+    before = 5,  ///< directly before the reference; first of the top level when the reference is null
 };
 
 /// Links `node`, which is in no tree, relative to `reference`, which is in `tree` or null.

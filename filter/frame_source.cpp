@@ -96,8 +96,9 @@ int32_t FrameSource::LoadDataSetFile(const char16_t* name, size_t length)
         dataSet != nullptr ? LoadFile(dataSet, narrow.c_str(), 0) : DicomStatus{kDicomNoMemory};
     if (status != kDicomOk) return Refuse(kFileNotLoaded, status);
 
-    // Kept: asked for only now, so that an error of the loader's comes before this one. Where the open data set
-    // keeps others out of the file, its own stream knows the size. Pinned by FrameSourceLoad.EmptyFileIsRefused.
+    // Kept: asked for only now, so that an error of the loader's comes before this one. Where the open data
+    // set keeps others out of the file, its own stream knows the size. Pinned by
+    // FrameSourceLoad.EmptyFileIsRefused.
     const File file = File::Open(narrow.c_str(), kFileRead | kFileExclusive);
     const int64_t size = file.IsOpen() ? file.Size() : static_cast<int64_t>(dataSet->fileStream.Size());
     if (size == 0) return Refuse(kFileEmpty, kDicomNotDicom);

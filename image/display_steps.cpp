@@ -1,8 +1,6 @@
 #include "image/display_steps.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 
 #include "image/get_image.h"
 #include "raster/remap.h"
@@ -71,17 +69,6 @@ int32_t ApplyVoi(const ImageOperations& operations, const DisplaySteps& steps, i
             return status;
     return invert ? RemapWindow(bitmap, 0, 0, true, mode) : kRasterOk;  // no width: the whole range
 }
-
-DicomStatus InstallLut(const std::vector<PaletteEntry>& entries, ImageBitmap* bitmap)
-{
-    auto* lut = static_cast<PaletteEntry*>(std::malloc(entries.size() * sizeof(PaletteEntry)));
-    if (lut == nullptr) return kDicomNoMemory;
-    std::memcpy(lut, entries.data(), entries.size() * sizeof(PaletteEntry));
-    std::free(bitmap->lut);
-    bitmap->lut = lut;
-    bitmap->lutLength = static_cast<uint32_t>(entries.size());
-    return kDicomOk;
-}
 }  // namespace
 
 DisplaySteps ReadDisplaySteps(const AttributeReader& reader, const ImageDescription& description)
@@ -115,15 +102,14 @@ DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, 
     if (operations.remapLinear == nullptr || operations.remapTable == nullptr) return kDicomNoRemapOperation;
 
     const uint32_t wanted = options & kStepOptions;
-    if (mode == kRemapLut && !remembered->entries.empty() && remembered->options == wanted)
-        return InstallLut(remembered->entries, bitmap);
+    if (mode == kRemapLut && !remembered->lut.IsEmpty() && remembered->options == wanted)
+        return DicomFromRaster(remembered->lut.InstallIn(bitmap));
 
     int32_t status = modality ? ApplyModality(operations, steps, mode, bitmap) : int32_t{kRasterOk};
     if (status >= 0 && voi) status = ApplyVoi(operations, steps, mode, bitmap);
-    if (status >= 0 && mode == kRemapLut && bitmap->lut != nullptr) {
-        remembered->entries.assign(bitmap->lut, bitmap->lut + bitmap->lutLength);
+    if (status >= 0 && mode == kRemapLut) {
+        remembered->lut.KeepFrom(*bitmap);
         remembered->options = wanted;
-        return InstallLut(remembered->entries, bitmap);
     }
     return DicomFromRaster(status);
 }

@@ -5,7 +5,7 @@
 
 #include "image/attribute_reader.h"
 #include "image/image_description.h"
-#include "raster/bitmap.h"
+#include "raster/remap.h"
 
 namespace talv {
 /// A modality or VOI look-up table (PS3.3 C.11.1, C.11.2).
@@ -32,7 +32,7 @@ struct DisplaySteps
 /// The lut that the steps gave the first frame; the others get a copy.
 struct RememberedLut
 {
-    std::vector<PaletteEntry> entries;
+    KeptLut lut;
     uint32_t options = 0;
 };
 

@@ -19,9 +19,12 @@ SimdLevel ProcessorLevel()
     __builtin_cpu_init();
     unsigned a = 0, b = 0, c = 0, d = 0;
     const bool lzcnt = __get_cpuid(0x80000001, &a, &b, &c, &d) != 0 && (c & (1u << 5)) != 0;
-    if (lzcnt && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-        __builtin_cpu_supports("bmi2"))
-        return SimdLevel::avx2;
+    const bool avx2 = lzcnt && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+                      __builtin_cpu_supports("bmi2");
+    if (avx2 && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+        __builtin_cpu_supports("avx512vbmi"))
+        return SimdLevel::avx512;
+    if (avx2) return SimdLevel::avx2;
     return __builtin_cpu_supports("sse2") ? SimdLevel::sse2 : SimdLevel::plain;
 }
 #else
@@ -37,7 +40,7 @@ SimdLevel WantedLevel()
     const std::string_view wanted = text != nullptr ? text : "";
     if (wanted == "plain") return SimdLevel::plain;
     if (wanted == "sse2") return SimdLevel::sse2;
-    return SimdLevel::avx2;
+    return wanted == "avx2" ? SimdLevel::avx2 : SimdLevel::avx512;
 }
 }  // namespace
 

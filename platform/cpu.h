@@ -8,10 +8,11 @@ enum class SimdLevel
     plain,
     sse2,
     avx2,
+    avx512,  ///< with the byte permutations (VBMI) and 256-bit forms (VL)
 };
 
-/// The processor's level, detected once per process. The environment variable FLT_SIMD (plain, sse2, avx2)
-/// lowers it.
+/// The processor's level, detected once per process. The environment variable FLT_SIMD (plain, sse2, avx2,
+/// avx512) lowers it.
 SimdLevel DetectedSimdLevel();
 
 /// Processors this process may run on, at least 1.

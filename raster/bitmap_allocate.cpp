@@ -59,10 +59,11 @@ uint32_t AllowedKind(uint32_t kind, int32_t bitsPerPixel)
 }
 
 /// Adds the disk bit for pixels that memory should not hold; takes it away from those that one block holds
-/// easily.
-uint32_t ChooseDisk(uint32_t kind, uint64_t dataSize, const MemoryAllowance& allowance)
+/// easily, without asking for the state of the machine, which costs as much as a small frame.
+uint32_t ChooseDisk(uint32_t kind, uint64_t dataSize)
 {
-    if (dataSize <= allowance.blockLimit) return kind & ~uint32_t{kMemoryDisk};
+    if (dataSize <= MemoryBlockLimit()) return kind & ~uint32_t{kMemoryDisk};
+    const MemoryAllowance allowance = QueryMemoryAllowance();
     const bool tooLarge =
         dataSize > allowance.available || dataSize > allowance.maxInMemory || dataSize > kMaxBitmapBytes;
     return tooLarge ? kind | kMemoryDisk : kind;
@@ -80,12 +81,12 @@ int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind)
     if ((kind & kMemoryCompressedBlocks) != 0) return BuildCompressedBlocks(bitmap);
     if ((kind & kMemoryCompressedRows) != 0) return BuildCompressedRows(bitmap);
 
-    const MemoryAllowance allowance = QueryMemoryAllowance();
-    kind = ChooseDisk(kind, bitmap->dataSize, allowance);
+    kind = ChooseDisk(kind, bitmap->dataSize);
     if ((kind & (kMemoryDisk | kMemoryNoTiles128)) == 0 && BuildMappedPixels(bitmap) > 0) return kRasterOk;
     if ((kind & (kMemoryNoTiles | kMemoryNoTiles128)) == 0) {
+        const MemoryAllowance allowance = QueryMemoryAllowance();
         const uint64_t budget = std::min({allowance.available, allowance.maxInMemory, kMaxBitmapBytes});
-        if (BuildTiles(bitmap, allowance.blockLimit, budget) > 0) return kRasterOk;
+        if (BuildTiles(bitmap, MemoryBlockLimit(), budget) > 0) return kRasterOk;
     }
     return BuildDiskPixels(bitmap);
 }
@@ -102,6 +103,12 @@ void ReleasePixels(ImageBitmap* bitmap)
 }
 }  // namespace
 
+uint64_t MemoryBlockLimit()
+{
+    return rasterSettings.maxMemoryBlock > 0 ? static_cast<uint64_t>(rasterSettings.maxMemoryBlock)
+                                             : kDefaultBlockLimit;
+}
+
 MemoryAllowance QueryMemoryAllowance()
 {
     const MemoryStatus memory = QueryMemoryStatus();
@@ -109,9 +116,6 @@ MemoryAllowance QueryMemoryAllowance()
     const uint64_t free = memory.availablePhysical + memory.availablePageFile;
     const uint64_t reserve = BytesOrPercent(rasterSettings.minFreeMemory, total);
     MemoryAllowance allowance;
-    allowance.blockLimit = rasterSettings.maxMemoryBlock > 0
-                               ? static_cast<uint64_t>(rasterSettings.maxMemoryBlock)
-                               : kDefaultBlockLimit;
     allowance.available = free > reserve ? free - reserve : 0;
     allowance.maxInMemory = BytesOrPercent(rasterSettings.maxInMemory, free);
     return allowance;

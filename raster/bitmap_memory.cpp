@@ -2,6 +2,7 @@
 
 #include "platform/memory.h"
 #include "raster/bitmap_storage.h"
+#include "raster/spare_mappings.h"
 
 namespace talv {
 namespace {
@@ -36,7 +37,7 @@ class PixelAccess
 
 int32_t BuildMappedPixels(ImageBitmap* bitmap)
 {
-    const MappedMemory mapping = CreateMappedMemory(uint64_t{bitmap->dataSize} + kPixelAlignment - 1);
+    const MappedMemory mapping = TakeMapping(uint64_t{bitmap->dataSize} + kPixelAlignment - 1);
     if (mapping.view == nullptr) return kRasterNoMemory;
     const auto misalignment = reinterpret_cast<uintptr_t>(mapping.view) % kPixelAlignment;
     bitmap->dataOffset = misalignment == 0 ? 0 : static_cast<uint32_t>(kPixelAlignment - misalignment);
@@ -57,7 +58,7 @@ void ReleaseMemoryPixels(ImageBitmap* bitmap)
     mapping.handle = bitmap->storageHandle;
     mapping.view = bitmap->data - bitmap->dataOffset;
     mapping.size = uint64_t{bitmap->dataSize} + kPixelAlignment - 1;
-    ReleaseMappedMemory(&mapping);
+    KeepSpareMapping(mapping);
 }
 
 int32_t ReadMemoryRow(ImageBitmap* bitmap, void* buffer, int32_t row, uint32_t byteCount)

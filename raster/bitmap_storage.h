@@ -12,7 +12,8 @@
 // every storage of our own.
 
 namespace talv {
-/// One block of memory: an anonymous mapping, a movable global block or the caller's buffer.
+/// One block of memory: an anonymous mapping (a spare one where there is one), a movable global block or the
+/// caller's buffer.
 int32_t BuildMappedPixels(ImageBitmap* bitmap);
 void ReleaseMemoryPixels(ImageBitmap* bitmap);
 int32_t ReadMemoryRow(ImageBitmap* bitmap, void* buffer, int32_t row, uint32_t byteCount);
@@ -47,10 +48,12 @@ int32_t WriteBlockRow(ImageBitmap* bitmap, const void* buffer, int32_t row, uint
 /// Moves the row cursor to `row` and returns its byte offset; a neighbouring row costs one addition.
 uint32_t LocateRow(ImageBitmap* bitmap, int32_t row);
 
+/// Pixels of up to this many bytes go to one block of memory unasked.
+uint64_t MemoryBlockLimit();
+
 /// What the settings and the machine leave for pixels in memory.
 struct MemoryAllowance
 {
-    uint64_t blockLimit;   ///< pixels up to this size go to one block of memory unasked
     uint64_t available;    ///< physical and page-file memory less the reserve
     uint64_t maxInMemory;  ///< most bytes of one bitmap that may be in memory
 };

@@ -39,8 +39,12 @@ bool ConvertHotPair(const Conversion& conversion)
     const bool sameOrder = (in.order == kOrderBgr) == (out.order == kOrderBgr);
     if (in.bits == out.bits && sameOrder && (in.bits == 24 || in.bits == 48)) return true;
     if (in.bits == 24 && out.bits == 24) {
+        kernels.swapColor24(conversion.buffer, conversion.buffer, conversion.pixelCount);
+        return true;
+    }
+    if (in.bits == 24 && out.bits == 8 && out.kind == PixelKind::level && out.window.count == 8) {
         ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
-            kernels.swapColor24(source, target, pixels);
+            kernels.luma24(source, target, pixels, in.order != kOrderBgr);
         });
         return true;
     }

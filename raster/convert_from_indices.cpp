@@ -29,12 +29,10 @@ bool IsGreyRamp(const PixelFormat& format)
     return true;
 }
 
-/// Colours of 24 and 32 bits: the palette in the byte order of the output, then one four-byte store for each
-/// pixel. A 24-bit store runs one byte into the next pixel, which comes after it; the last pixel of a chunk
-/// is cut to its bytes.
+/// Colours of 24 and 32 bits: the palette in the byte order of the output, then one look-up for each pixel.
 void ConvertToColors(const Conversion& conversion)
 {
-    uint8_t table[256][4];
+    uint8_t table[256][4] = {};
     const uint32_t count = 1u << conversion.in.bits;
     for (uint32_t i = 0; i < count; ++i) {
         const PaletteEntry& entry = conversion.in.palette[i];
@@ -44,7 +42,8 @@ void ConvertToColors(const Conversion& conversion)
         table[i][2] = bgr ? entry.red : entry.blue;
         table[i][3] = static_cast<uint8_t>(conversion.fourth);
     }
-    const size_t step = static_cast<size_t>(conversion.out.bits) / 8;
+    const RowKernels& kernels = BestRowKernels();
+    const auto lookUp = conversion.out.bits == 24 ? kernels.lookUp24 : kernels.lookUp32;
     ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
         uint8_t values[kChunkPixels];
         const uint8_t* indices = source;
@@ -52,8 +51,7 @@ void ConvertToColors(const Conversion& conversion)
             UnpackBitFields(source, conversion.in.bits, pixels, values);
             indices = values;
         }
-        for (size_t i = 0; i + 1 < pixels; ++i, target += step) std::memcpy(target, table[indices[i]], 4);
-        std::memcpy(target, table[indices[pixels - 1]], step);
+        lookUp(indices, table, target, pixels);
     });
 }
 }  // namespace

@@ -55,11 +55,11 @@ constexpr size_t PixelBytes(size_t pixels, int32_t bits)
 }
 
 /// Calls convert(source, target, pixels) for every chunk, from the last to the first when pixels grow, so
-/// that no pixel is overwritten before it is read. `source` is a copy.
+/// that no pixel is overwritten before it is read. `source` is a copy where the two would overlap.
 template <class Convert>
 void ForEachChunk(const Conversion& conversion, Convert convert)
 {
-    alignas(32) uint8_t source[kChunkPixels * 8];
+    alignas(32) uint8_t copy[kChunkPixels * 8];
     const size_t chunks = (conversion.pixelCount + kChunkPixels - 1) / kChunkPixels;
     const bool backwards = conversion.out.bits > conversion.in.bits;
     for (size_t step = 0; step < chunks; ++step) {
@@ -67,9 +67,15 @@ void ForEachChunk(const Conversion& conversion, Convert convert)
         const size_t first = chunk * kChunkPixels;
         const size_t left = conversion.pixelCount - first;
         const size_t pixels = left < kChunkPixels ? left : kChunkPixels;
-        std::memcpy(source, conversion.buffer + PixelBytes(first, conversion.in.bits),
-                    PixelBytes(pixels, conversion.in.bits));
-        convert(source, conversion.buffer + PixelBytes(first, conversion.out.bits), pixels);
+        const uint8_t* source = conversion.buffer + PixelBytes(first, conversion.in.bits);
+        uint8_t* target = conversion.buffer + PixelBytes(first, conversion.out.bits);
+        const size_t sourceBytes = PixelBytes(pixels, conversion.in.bits);
+        const size_t targetBytes = PixelBytes(pixels, conversion.out.bits);
+        if (source < target + targetBytes && target < source + sourceBytes) {
+            std::memcpy(copy, source, sourceBytes);
+            source = copy;
+        }
+        convert(source, target, pixels);
     }
 }
 
@@ -107,12 +113,6 @@ inline uint32_t ScaleLevel(uint32_t v, int32_t bitsIn, int32_t bitsOut)
 {
     if (bitsOut <= bitsIn) return v >> (bitsIn - bitsOut);
     return v * ((1u << bitsOut) - 1) / ((1u << bitsIn) - 1);
-}
-
-/// Red, green and blue weighed for the eye; exact for grey. Takes 8-bit and 16-bit channels.
-inline uint32_t Luma(uint32_t red, uint32_t green, uint32_t blue)
-{
-    return (19595 * red + 38470 * green + 7471 * blue + 32768) >> 16;
 }
 
 inline uint16_t LoadWord(const uint8_t* bytes)

@@ -1,6 +1,7 @@
 #include "raster/raster_settings.h"
 
 #include "raster/row_kernels.h"
+#include "raster/spare_mappings.h"
 
 namespace talv {
 RasterSettings rasterSettings;
@@ -13,6 +14,7 @@ void AttachRasterLibrary(void*)
 
 void DetachRasterLibrary()
 {
+    ReleaseSpareMappings();
     rasterSettings = RasterSettings{};
 }
 

@@ -21,8 +21,8 @@ extern RasterSettings rasterSettings;
 /// the row kernels for this processor. Memory work only. `moduleHandle` is the handle of the module that the
 /// library lives in.
 void AttachRasterLibrary(void* moduleHandle);
-/// Called at process detach: default settings again. Bitmaps own everything else and are freed by their
-/// owners.
+/// Called at process detach: default settings again, and the spare mappings are given back. Bitmaps own
+/// everything else and are freed by their owners.
 void DetachRasterLibrary();
 /// Called when a thread ends. The library keeps nothing for a single thread.
 void DetachRasterThread();

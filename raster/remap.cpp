@@ -231,4 +231,33 @@ int32_t RemapWindow(ImageBitmap* bitmap, double center, double width, bool inver
         return kRasterNoMemory;
     }
 }
+
+void KeptLut::KeepFrom(const ImageBitmap& bitmap)
+{
+    length_ = 0;
+    if (bitmap.lut == nullptr) return;
+    const bool hasResults = bitmap.extended[0] == kResultsBehindLut;
+    const size_t entryBytes = sizeof(PaletteEntry) + (hasResults ? sizeof(double) : 0);
+    const auto* block = reinterpret_cast<const uint8_t*>(bitmap.lut);
+    try {
+        block_.assign(block, block + bitmap.lutLength * entryBytes);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    length_ = bitmap.lutLength;
+    kind_ = hasResults ? kResultsBehindLut : 0;
+}
+
+int32_t KeptLut::InstallIn(ImageBitmap* bitmap) const
+{
+    DropLut(bitmap);
+    if (IsEmpty()) return kRasterOk;
+    auto* lut = static_cast<PaletteEntry*>(std::malloc(block_.size()));
+    if (lut == nullptr) return kRasterNoMemory;
+    std::memcpy(lut, block_.data(), block_.size());
+    bitmap->lut = lut;
+    bitmap->lutLength = length_;
+    bitmap->extended[0] = kind_;
+    return kRasterOk;
+}
 }  // namespace talv

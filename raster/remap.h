@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "raster/bitmap.h"
 
@@ -45,4 +46,22 @@ int32_t RemapTable(ImageBitmap* bitmap, const uint16_t* table, uint32_t count, i
 /// evenly spread range. In mode 10 the remembered results stay as they were before the window, so that
 /// another window replaces this one.
 int32_t RemapWindow(ImageBitmap* bitmap, double center, double width, bool invert, int32_t mode);
+
+/// A bitmap's lut with the results remembered beside it, for further bitmaps whose samples mean the same: the
+/// frames of a clip. A copy costs a fraction of the remaps that made it.
+class KeptLut
+{
+  public:
+    bool IsEmpty() const { return length_ == 0; }
+    /// Takes a copy of the lut of `bitmap`; empty afterwards when it has none or memory is short.
+    void KeepFrom(const ImageBitmap& bitmap);
+    /// Replaces the lut of `bitmap`; a further remap goes on as it would on the first one. kRasterOk or
+    /// kRasterNoMemory.
+    int32_t InstallIn(ImageBitmap* bitmap) const;
+
+  private:
+    std::vector<uint8_t> block_;
+    uint32_t length_ = 0;  ///< entries
+    uint32_t kind_ = 0;    ///< what stands behind them
+};
 }  // namespace talv

@@ -1,6 +1,7 @@
 #include "raster/row_kernels.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace talv {
 namespace {
@@ -51,12 +52,30 @@ void Color32To24(const uint8_t* source, uint8_t* target, size_t pixels)
     }
 }
 
+void LookUp24(const uint8_t* indices, const uint8_t (*entries)[4], uint8_t* target, size_t pixels)
+{
+    for (size_t i = 0; i < pixels; ++i) std::memcpy(target + 3 * i, entries[indices[i]], 3);
+}
+
+void LookUp32(const uint8_t* indices, const uint8_t (*entries)[4], uint8_t* target, size_t pixels)
+{
+    for (size_t i = 0; i < pixels; ++i) std::memcpy(target + 4 * i, entries[indices[i]], 4);
+}
+
+void Luma24(const uint8_t* source, uint8_t* levels, size_t pixels, bool redFirst)
+{
+    const size_t red = redFirst ? 0 : 2, blue = 2 - red;
+    for (size_t i = 0; i < pixels; ++i, source += 3)
+        levels[i] = static_cast<uint8_t>(Luma(source[red], source[1], source[blue]));
+}
+
 void SwapColor24(const uint8_t* source, uint8_t* target, size_t pixels)
 {
     for (size_t i = 0; i < pixels; ++i, source += 3, target += 3) {
+        const uint8_t first = source[0];
         target[0] = source[2];
         target[1] = source[1];
-        target[2] = source[0];
+        target[2] = first;
     }
 }
 
@@ -84,14 +103,15 @@ void Range16(const uint8_t* words, size_t count, int32_t shift, uint16_t mask, u
 }
 }  // namespace
 
-const RowKernels kPlainRowKernels = {Widen12,     Grey8To24, Grey8To32,   Color24To32, Color32To24,
-                                     SwapColor24, Narrow16,  SwapBytes16, Range16};
+const RowKernels kPlainRowKernels = {Widen12,  Grey8To24, Grey8To32,   Color24To32, Color32To24, LookUp24,
+                                     LookUp32, Luma24,    SwapColor24, Narrow16,    SwapBytes16, Range16};
 
 RowKernels SelectRowKernels(SimdLevel level)
 {
     RowKernels kernels = kPlainRowKernels;
     if (level >= SimdLevel::sse2) SelectSse2RowKernels(&kernels);
     if (level >= SimdLevel::avx2) SelectAvx2RowKernels(&kernels);
+    if (level >= SimdLevel::avx512) SelectAvx512RowKernels(&kernels);
     return kernels;
 }
 

@@ -5,8 +5,9 @@ set -u
 cd "$(dirname "$0")/.." || exit 1
 
 build_tools=(build-essential cmake ninja-build ccache git python3 clang libclang-rt-dev lld clang-format clang-tidy)
-libraries=(googletest libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libpng-dev)
-windows_tools=(g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 xvfb xauth imagemagick)
+libraries=(googletest libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libpng-dev zlib1g-dev)
+windows_tools=(g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
+    wine wine64 xvfb xauth imagemagick)
 # Independent codecs and readers that tests and benchmarks compare with.
 peers=(dcmtk libdcmtk-dev libgdcm-tools libgdcm-dev libjpeg-turbo-progs libturbojpeg0-dev libopenjp2-tools
     libopenjp2-7-dev python3-pydicom python3-numpy)

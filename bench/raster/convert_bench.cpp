@@ -1,6 +1,6 @@
 // Hot conversions of frame-sized data beside a copy of the larger side, one line per case:
 //     name  pixels  ns/pixel median  ns/pixel spread  speed as a share of memcpy
-// Run it as build/native/bench/convert_bench [pixels]; FLT_SIMD=plain|sse2|avx2 lowers the level.
+// Run it as build/native/bench/convert_bench [pixels]; FLT_SIMD=plain|sse2|avx2|avx512 lowers the level.
 
 #include <algorithm>
 #include <chrono>
@@ -72,8 +72,9 @@ void Print(const char* name, size_t pixels, const Timing& timing, const Timing& 
 
 int main(int argc, char** argv)
 {
-    const size_t pixels = std::max(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 0ul, 1024ul * 1024);
-    std::vector<uint8_t> source(pixels * 8), buffer(pixels * 8), copyTarget(pixels * 8);
+    const size_t pixels = std::max(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 1024ul * 1024, 1ul);
+    std::vector<uint8_t> source(std::max(pixels * 8, size_t{2} * 1024 * 1024)), buffer(pixels * 8);
+    std::vector<uint8_t> copyTarget(std::max(pixels * 8, size_t{2} * 1024 * 1024));
     std::mt19937 random(1);
     for (uint8_t& byte : source) byte = static_cast<uint8_t>(random());
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "tests/dicom/dicom_fixture.h"
 
@@ -69,6 +70,46 @@ TEST(LoadDataSet, RefusesWhatTheFlagsRuleOut)
     DicomDataSet dataSet;
     EXPECT_EQ(LoadDataSet(&dataSet, nullptr, 0, false), kDicomInvalidArgument);
     EXPECT_EQ(LoadFile(&dataSet, "no such file", 0), kDicomFileNotOpened);
+    DicomStream stream;
+    stream.OpenMemory(bare.data(), bare.size());
+    dataSet.readOnly = true;
+    EXPECT_EQ(LoadDataSet(&dataSet, &stream, 0, false), kDicomInvalidArgument);
+}
+
+TEST(LoadDataSet, ABareDataSetHoldsAnElementOfTheDictionary)
+{
+    struct Case
+    {
+        const char* name;
+        ByteVector bytes;
+        DicomStatus status;
+    };
+    const std::string text = "Once upon a time there was a file of plain text.\r\nIt had two lines.\r\n";
+    ByteVector picture = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
+    picture.resize(4000, 0x55);
+    const Case cases[] = {
+        {"nothing", {}, kDicomOk},
+        {"text", ByteVector(text.begin(), text.end()), kDicomNotDicom},
+        {"picture", picture, kDicomNotDicom},
+        {"photograph", {0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 1, 0}, kDicomNotDicom},
+        {"zeros", ByteVector(4096, 0), kDicomNotDicom},
+        {"unknown elements only", BareFile().ImplicitLittle().Us(0x00070010, 1).Bytes(), kDicomNotDicom},
+        {"a private one first", BareFile().ImplicitLittle().Us(0x00070010, 1).Us(0x00280010, 1).Bytes(),
+         kDicomOk},
+        {"a command", BareFile().ImplicitLittle().Ul(0, 10).Us(0x00000100, 1).Bytes(), kDicomOk},
+    };
+    for (const Case& c : cases) {
+        LoadedBytes loaded(c.bytes);
+        EXPECT_EQ(loaded.status, c.status) << c.name;
+        EXPECT_EQ(loaded.dataSet.tree.first != nullptr, c.status == kDicomOk && !c.bytes.empty()) << c.name;
+    }
+    const TemporaryFile zeros(ByteVector(1, 0));
+    std::error_code error;
+    std::filesystem::resize_file(zeros.Path(), uint64_t{1} << 30, error);
+    DicomDataSet dataSet;
+    if (!error) {
+        EXPECT_EQ(LoadFile(&dataSet, zeros.Path(), 0), kDicomNotDicom);
+    }
 }
 
 TEST(LoadDataSet, SequencesOfEitherLengthFormGiveTheSameTree)
@@ -264,8 +305,104 @@ TEST(DetermineVr, AsksNeighboursForWaveformsAndCurves)
     EXPECT_EQ(DetermineVr(&loaded.dataSet, nullptr, 0x00280000), MakeVr('U', 'L'));
 }
 
-// Every sample: the elements that dcmdump lists are those of our tree, group lengths apart.
-TEST(Samples, ElementListsAgreeWithDcmdump)
+/// One line of a listing, or an element of ours.
+struct Listed
+{
+    uint32_t tag = 0;
+    std::string vr;       // empty where the two need not agree
+    uint32_t length = 0;  // undefined for containers
+    std::string text;     // of short text VRs
+
+    bool operator==(const Listed&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Listed& listed)
+    {
+        return out << std::hex << listed.tag << ' ' << listed.vr << ' ' << listed.length << ' '
+                   << listed.text;
+    }
+};
+
+/// Items have no VR, and dcmdump shows the one that encapsulated pixel data should have (PS3.5 A.4), whatever
+/// the file says.
+bool HasLetters(const Listed& listed)
+{
+    return listed.tag != kTagItem && (listed.tag != kTagPixelData || listed.length != kUndefinedLength);
+}
+
+bool IsShortText(std::string_view vr)
+{
+    return vr == "AE" || vr == "CS" || vr == "LO" || vr == "PN" || vr == "SH" || vr == "UI";
+}
+
+/// Each value without blanks around it.
+std::string TrimEachValue(const std::string& text)
+{
+    std::string trimmed;
+    std::istringstream values(text);
+    for (std::string value; std::getline(values, value, '\\');) {
+        const size_t first = std::min(value.find_first_not_of(' '), value.size());
+        trimmed += value.substr(first, value.find_last_not_of(' ') + 1 - first) + '\\';
+    }
+    if (!text.empty() && text.back() == '\\') trimmed += '\\';
+    return trimmed;
+}
+
+/// False for a line whose text goes on in the next one.
+bool IsComplete(const std::string& line)
+{
+    const size_t hash = line.rfind('#');
+    unsigned length = 0, multiplicity = 0;
+    return hash != std::string::npos &&
+           (line.compare(hash, 5, "# u/l") == 0 ||
+            std::sscanf(line.c_str() + hash, "# %u, %u", &length, &multiplicity) == 2);
+}
+
+/// Reads "(0008,0060) CS [MR]     #   2, 1 Modality"; false for lines of another form and for tags that the
+/// tree never holds.
+bool ReadLine(const std::string& line, bool explicitVr, Listed* listed)
+{
+    const size_t at = line.find_first_not_of(' ');
+    const size_t hash = line.rfind('#');
+    unsigned group = 0, element = 0;
+    char vr[3] = {};
+    if (at == std::string::npos || hash == std::string::npos ||
+        std::sscanf(line.c_str() + at, "(%4x,%4x) %2s", &group, &element, vr) != 3)
+        return false;
+    listed->tag = MakeTag(static_cast<uint16_t>(group), static_cast<uint16_t>(element));
+    if (element == 0 || listed->tag == kTagItemDelimiter || listed->tag == kTagSequenceDelimiter ||
+        listed->tag == kTagTrailingPadding)
+        return false;
+    const bool isContainer = line.find(" (Sequence with") != std::string::npos ||
+                             line.find(" (Item with") != std::string::npos ||
+                             line.find(" (PixelSequence") != std::string::npos;
+    listed->length = kUndefinedLength;
+    // Odd lengths are made even when a file is loaded.
+    if (!isContainer) listed->length = (static_cast<uint32_t>(std::atoi(line.c_str() + hash + 1)) + 1) & ~1u;
+    if ((explicitVr || group == 2) && HasLetters(*listed)) listed->vr = vr;
+    const size_t open = line.find('['), close = line.rfind(']', hash);
+    if (IsShortText(vr) && open != std::string::npos && close != std::string::npos && close > open)
+        listed->text = TrimEachValue(line.substr(open + 1, close - open - 1));
+    return true;
+}
+
+Listed Describe(DicomDataSet* dataSet, DicomElement* element)
+{
+    Listed listed;
+    listed.tag = element->tag;
+    listed.length = element->length;
+    const uint16_t vr = element->storedVr != 0 ? element->storedVr : element->vr;
+    const std::string letters = {static_cast<char>(vr >> 8), static_cast<char>(vr)};
+    const bool isExplicit = (dataSet->mode & kModeExplicitVr) != 0 || TagGroup(element->tag) == 2;
+    if (isExplicit && HasLetters(listed)) listed.vr = letters;
+    if (!IsShortText(letters)) return listed;
+    const size_t size = dataSet->FormatValueText(element, nullptr);
+    std::string text(size, '\0');
+    dataSet->FormatValueText(element, text.data());
+    if (size > 1) listed.text = TrimEachValue(text.substr(0, size - 1));
+    return listed;
+}
+
+// Every sample: tag, VR, length and short texts are those that dcmdump lists, group lengths apart.
+TEST(Samples, ElementsAgreeWithDcmdump)
 {
     if (std::system("dcmdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "dcmdump is not installed";
     int compared = 0;
@@ -273,27 +410,24 @@ TEST(Samples, ElementListsAgreeWithDcmdump)
         const std::string path = entry.path().string();
         if (entry.path().extension() != ".dcm" || entry.path().filename() == "deflated.dcm") continue;
         const TemporaryFile listing({}, ".txt");
-        const std::string command = "dcmdump -q " + path + " >" + listing.Path() + " 2>/dev/null";
+        const std::string command = "dcmdump -q -Un +L " + path + " >" + listing.Path() + " 2>/dev/null";
         if (std::system(command.c_str()) != 0) continue;  // a damaged sample
 
-        std::vector<uint32_t> expected;
-        std::ifstream lines(listing.Path());
-        for (std::string line; std::getline(lines, line);) {
-            const size_t at = line.find_first_not_of(' ');
-            unsigned group = 0, element = 0;
-            if (at == std::string::npos || std::sscanf(line.c_str() + at, "(%4x,%4x)", &group, &element) != 2)
-                continue;
-            const uint32_t tag = MakeTag(static_cast<uint16_t>(group), static_cast<uint16_t>(element));
-            if (element != 0 && tag != kTagItemDelimiter && tag != kTagSequenceDelimiter &&
-                tag != kTagTrailingPadding)
-                expected.push_back(tag);
-        }
         DicomDataSet dataSet;
         ASSERT_EQ(LoadFile(&dataSet, path.c_str(), 0), kDicomOk) << path;
-        std::vector<uint32_t> found;
+        std::vector<Listed> expected, found;
+        std::ifstream lines(listing.Path());
+        Listed listed;
+        for (std::string line, more; std::getline(lines, line); listed = {}) {
+            const bool isElement = line.find('(') < line.find_first_not_of(' ') + 1;
+            while (isElement && !IsComplete(line) && std::getline(lines, more)) line += more;
+            if (ReadLine(line, (dataSet.mode & kModeExplicitVr) != 0, &listed)) expected.push_back(listed);
+        }
         for (auto* node = dataSet.tree.first; node != nullptr; node = NextInPreOrder(node))
-            found.push_back(node->tag);
-        EXPECT_EQ(found, expected) << path;
+            found.push_back(Describe(&dataSet, node));
+        EXPECT_EQ(found.size(), expected.size()) << path;
+        for (size_t i = 0; i < std::min(found.size(), expected.size()); ++i)
+            EXPECT_EQ(found[i], expected[i]) << path;
         ++compared;
     }
     EXPECT_GT(compared, 30);

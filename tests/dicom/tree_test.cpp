@@ -1,5 +1,8 @@
+#include <pthread.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <numeric>
 #include <random>
@@ -35,20 +38,61 @@ TEST(InsertElement, KeepsLevelsInOrderAndRefusesWhatDoesNotBelong)
     EXPECT_EQ(dataSet.InsertElement(nullptr, false, 0x00080016, 0, false, kLast), nullptr);
 }
 
-TEST(InsertElement, OrdersALongLevelWhateverTheOrderOfInsertion)
+/// A bare implicit VR data set whose top level holds empty elements with these tags.
+ByteVector EmptyElements(const Tags& tags)
 {
-    std::vector<uint32_t> tags(20000);
-    std::iota(tags.begin(), tags.end(), 0x00090001u);
-    std::vector<uint32_t> shuffled = tags;
-    std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(7));
-    DicomDataSet dataSet;
-    for (const uint32_t tag : shuffled)
-        ASSERT_NE(dataSet.InsertElement(nullptr, false, tag, 0, false, kLast), nullptr);
-    for (const uint32_t tag : shuffled)
+    ByteWriter writer;
+    for (const uint32_t tag : tags) writer.U16le(TagGroup(tag)).U16le(TagElement(tag)).U32le(0);
+    return writer;
+}
+
+enum class Order
+{
+    ascending,
+    descending,
+    shuffled,
+    items
+};
+
+Tags MakeTags(Order order, size_t count)
+{
+    Tags tags(count, kTagItem);
+    tags.front() = 0x00080001;
+    if (order == Order::items) return tags;
+    for (size_t i = 1; i < count; ++i) tags[i] = tags[i - 1] + (TagElement(tags[i - 1]) == 0xFFFF ? 2 : 1);
+    if (order == Order::descending) std::reverse(tags.begin(), tags.end());
+    if (order == Order::shuffled) std::shuffle(tags.begin(), tags.end(), std::mt19937(7));
+    return tags;
+}
+
+// Linear work grows tenfold, that of a walk for each element a hundredfold.
+TEST(LoadDataSet, ALevelOfAMillionElementsInAnyOrderTakesNearLinearTime)
+{
+    for (const Order order : {Order::ascending, Order::descending, Order::shuffled, Order::items}) {
+        std::clock_t taken[2] = {};
+        for (const int large : {0, 1}) {
+            Tags tags = MakeTags(order, large != 0 ? 1000000 : 100000);
+            const ByteVector bytes = EmptyElements(tags);
+            const std::clock_t start = std::clock();
+            LoadedBytes loaded(bytes, kImplicitLittle);
+            taken[large] = std::clock() - start;
+            ASSERT_EQ(loaded.status, kDicomOk);
+            std::sort(tags.begin(), tags.end());
+            ASSERT_EQ(TagsOf(loaded.dataSet.tree.first), tags);
+        }
+        EXPECT_LT(taken[1], 50 * taken[0] + CLOCKS_PER_SEC / 10) << static_cast<int>(order);
+    }
+}
+
+TEST(InsertElement, FindsItsPlaceInALongLevelAfterDeletions)
+{
+    Tags tags = MakeTags(Order::shuffled, 20000);
+    LoadedBytes loaded(EmptyElements(tags), kImplicitLittle);
+    DicomDataSet& dataSet = loaded.dataSet;
+    for (const uint32_t tag : tags)
         ASSERT_EQ(dataSet.InsertElement(nullptr, false, tag, 0, false, kLast), nullptr);
-    EXPECT_EQ(TagsOf(dataSet.tree.first), tags);
-    DicomElement* const middle = dataSet.FindFirstElement(nullptr, tags[9000], true);
-    EXPECT_EQ(dataSet.DeleteElement(middle)->tag, tags[9001]);
+    std::sort(tags.begin(), tags.end());
+    EXPECT_EQ(dataSet.DeleteElement(loaded.Find(tags[9000]))->tag, tags[9001]);
     EXPECT_NE(dataSet.InsertElement(nullptr, false, tags[9000], 0, false, kLast), nullptr);
     EXPECT_EQ(TagsOf(dataSet.tree.first), tags);
 }
@@ -97,6 +141,75 @@ TEST(LoadDataSet, LimitsNesting)
         for (int i = 0; i < depth; ++i) builder.BeginSequence(0x00081140).BeginItem();
         LoadedBytes loaded(builder.Bytes(), kExplicitLittle);
         EXPECT_EQ(loaded.status, depth <= kMaxNesting ? kDicomOk : kDicomNotDicom) << depth;
+    }
+}
+
+/// Loads, copies and deletes `bytes`, a ByteVector.
+void* LoadAndCopy(void* bytes)
+{
+    LoadedBytes loaded(*static_cast<ByteVector*>(bytes));
+    DicomDataSet copy;
+    if (loaded.status == kDicomOk && copy.CopyDataSet(&loaded.dataSet) != kDicomOk) return bytes;
+    for (auto* node = copy.tree.first; node != nullptr; node = NextInPreOrder(node))
+        copy.FormatValueText(node, nullptr);
+    if (copy.tree.first != nullptr) copy.DeleteElement(copy.tree.first);
+    return nullptr;
+}
+
+// Hosts load files on threads with small stacks.
+TEST(LoadDataSet, NeedsLittleStack)
+{
+    for (const size_t size : {size_t{5000}, size_t{1} << 20}) {  // within and beyond the limit of nesting
+        DicomBuilder builder = PreambleFile().ExplicitLittle();
+        while (builder.Position() < size) builder.BeginSequence(0x00081140).BeginItem().Us(0x00080001, 1);
+        ByteVector bytes = builder.Bytes();
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        ASSERT_EQ(pthread_attr_setstacksize(&attributes, 64 * 1024), 0);
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(&thread, &attributes, LoadAndCopy, &bytes), 0);
+        void* result = &thread;
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, nullptr);
+        pthread_attr_destroy(&attributes);
+    }
+}
+
+/// A drive that fails once: read number `failing` gives nothing.
+class FailingOnceStream : public DicomStream
+{
+  public:
+    size_t ReadAt(uint64_t position, void* buffer, size_t count) override
+    {
+        return reads++ == failing ? 0 : DicomStream::ReadAt(position, buffer, count);
+    }
+    int failing = -1;
+    int reads = 0;
+};
+
+TEST(LoadDataSet, AFailedReadGivesTheWholeTreeOrNone)
+{
+    DicomBuilder builder = PreambleFile().ExplicitLittle();
+    for (uint32_t i = 0; i < 40; ++i) builder.Un(0x00090010 + i, ByteVector(3000, 1)).Us(0x000A0001 + i, 7);
+    const ByteVector bytes = builder.Bytes();
+    for (const uint16_t flags : {uint16_t{0}, uint16_t{kModeValuesCopied}}) {
+        size_t whole = 0;
+        int refused = 0;
+        for (int failing = -1, reads = 0; failing < reads; ++failing) {
+            FailingOnceStream stream;
+            stream.failing = failing;
+            stream.OpenMemory(bytes.data(), bytes.size());
+            DicomDataSet dataSet;
+            const DicomStatus status = LoadDataSet(&dataSet, &stream, flags, false);
+            size_t count = 0;
+            for (auto* node = dataSet.tree.first; node != nullptr; node = NextInPreOrder(node)) ++count;
+            if (failing < 0) whole = count, reads = stream.reads;
+            EXPECT_TRUE(status == kDicomOk ? count == whole : count == 0) << failing;
+            EXPECT_TRUE(status == kDicomOk || status == kDicomNotDicom) << failing;
+            refused += status != kDicomOk;
+        }
+        EXPECT_GT(whole, 80u);
+        EXPECT_GT(refused, 30);
     }
 }
 
@@ -152,30 +265,6 @@ TEST(LoadDataSet, SurvivesEveryFailedAllocation)
     EXPECT_TRUE(loadedOnce);
 }
 
-// Any cut and any changed byte gives a documented status, an empty tree when refused, and values that can be
-// asked for.
-TEST(LoadDataSet, TakesEveryCutAndManyChangedBytes)
-{
-    DicomBuilder builder = PreambleFile().ExplicitLittle("1.2.840.10008.1.2.4.50").Cs(0x00080060, "US");
-    builder.BeginSequence(0x00081140, false).BeginItem(false).Ui(0x00081150, "1.2").EndItem().EndSequence();
-    const ByteVector file = builder.Image({.rows = 2, .columns = 2}).Encapsulated({{1, 2}, {3, 4}}).Bytes();
-    const auto check = [](const ByteVector& bytes) {
-        LoadedBytes loaded(bytes);
-        EXPECT_TRUE(loaded.status == kDicomOk || loaded.dataSet.tree.first == nullptr);
-        for (auto* node = loaded.dataSet.tree.first; node != nullptr; node = NextInPreOrder(node))
-            loaded.dataSet.FormatValueText(node, nullptr);
-    };
-    for (size_t length = 0; length < file.size(); ++length)
-        check(ByteVector(file.begin(), file.begin() + length));
-    for (size_t at = 132; at < file.size(); ++at) {
-        for (const uint8_t value : {0x00, 0x01, 0x7F, 0xFE, 0xFF}) {
-            ByteVector changed = file;
-            changed[at] = value;
-            check(changed);
-        }
-    }
-}
-
 // --- streams
 // ---------------------------------------------------------------------------------------------------------
 
@@ -207,7 +296,9 @@ TEST(DicomStream, AFileThatShrinksGivesShortReads)
     const TemporaryFile file(ByteVector(20000, 1));
     DicomStream stream;
     ASSERT_TRUE(stream.Open(file.Path(), kStreamRead));
-    std::filesystem::resize_file(file.Path(), 100);
+    std::error_code error;
+    std::filesystem::resize_file(file.Path(), 100, error);
+    if (error) GTEST_SKIP() << "the system lets nobody shrink a file that is open";
     uint8_t bytes[200];
     EXPECT_EQ(stream.ReadAt(50, bytes, 200), 50u);
     EXPECT_EQ(stream.ReadAt(10000, bytes, 200), 0u);

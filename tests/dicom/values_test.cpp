@@ -280,19 +280,6 @@ TEST(Values, AllocationFailuresLoseNothing)
         }
 }
 
-TEST(Values, ReleasedValuesLoadAgain)
-{
-    StoredValues stored;
-    DicomElement* const e = stored.Add("LO", "one\\two"sv);
-    for (int round = 0; round < 3; ++round) {
-        EXPECT_STREQ(*stored.dataSet.GetStrings(e, 1, 1), "two");
-        EXPECT_EQ(e->valueCount, 2);
-        stored.dataSet.ReleaseValues(e);
-        EXPECT_EQ(e->valueCount, -1);
-        EXPECT_EQ(e->values, nullptr);
-    }
-}
-
 TEST(Values, NumbersOfEveryClassSaturateAndAbsentOnesSaySo)
 {
     const double none = std::numeric_limits<double>::quiet_NaN();  // stands for "no such value" below

@@ -23,7 +23,8 @@ TEST(Processor, LevelObeysTheEnvironment)
     const std::string wanted = text != nullptr ? text : "";
     const SimdLevel highest = wanted == "plain"  ? SimdLevel::plain
                               : wanted == "sse2" ? SimdLevel::sse2
-                                                 : SimdLevel::avx2;
+                              : wanted == "avx2" ? SimdLevel::avx2
+                                                 : SimdLevel::avx512;
     const SimdLevel lowest = highest == SimdLevel::plain ? SimdLevel::plain : SimdLevel::sse2;
     EXPECT_LE(DetectedSimdLevel(), highest);
     EXPECT_GE(DetectedSimdLevel(), lowest) << "every processor that runs this has SSE2";

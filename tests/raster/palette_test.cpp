@@ -38,37 +38,24 @@ TEST(DefaultPalette, TablesHaveTheirColours)
     for (uint32_t count : {0u, 1u, 3u, 255u, 512u}) EXPECT_EQ(DefaultPalette(count), nullptr);
 }
 
-TEST(GreyPalette, IsEvenForEveryDepth)
+TEST(Palettes, AreCopiedUpTo256EntriesAndGreyForEveryDepth)
 {
+    EXPECT_EQ(CopyPalette(DefaultPalette(256), 0), nullptr);
+    EXPECT_EQ(CopyPalette(DefaultPalette(256), 257), nullptr);
+    EXPECT_EQ(CopyPalette(nullptr, 2), nullptr);
+    TestBitmap copy(4, 4, 8, 0), deep(4, 4, 12);
+    EXPECT_EQ(CreateGreyPalette(deep), kRasterBadDepth);
     for (int32_t bits = 1; bits <= 8; ++bits) {
         TestBitmap bitmap(4, 4, bits, 0);
         ASSERT_EQ(CreateGreyPalette(bitmap), kRasterOk);
-        ASSERT_EQ(bitmap->colorCount, 1u << bits);
-        for (uint32_t i = 0; i < bitmap->colorCount; ++i) {
-            const PaletteEntry& e = bitmap->palette[i];
-            const auto level = static_cast<uint8_t>(i * 255 / (bitmap->colorCount - 1));
+        ASSERT_EQ(CopyBitmapPalette(copy, bitmap), kRasterOk);
+        ASSERT_EQ(copy->colorCount, 1u << bits);
+        for (uint32_t i = 0; i < copy->colorCount; ++i) {
+            const PaletteEntry& e = copy->palette[i];
+            const auto level = static_cast<uint8_t>(i * 255 / (copy->colorCount - 1));
             EXPECT_TRUE(e.blue == level && e.green == level && e.red == level && e.reserved == 0);
         }
     }
-    TestBitmap deep(4, 4, 12);
-    EXPECT_EQ(CreateGreyPalette(deep), kRasterBadDepth);
-}
-
-TEST(CopyPalette, TakesOneTo256Entries)
-{
-    const PaletteEntry* source = DefaultPalette(256);
-    EXPECT_EQ(CopyPalette(source, 0), nullptr);
-    EXPECT_EQ(CopyPalette(source, 257), nullptr);
-    EXPECT_EQ(CopyPalette(nullptr, 2), nullptr);
-    for (uint32_t count : {1u, 17u, 256u}) {
-        PaletteEntry* copy = CopyPalette(source, count);
-        ASSERT_NE(copy, nullptr);
-        EXPECT_EQ(std::memcmp(copy, source, count * 4), 0);
-        FreePalette(copy);
-    }
-    TestBitmap from(4, 4, 4, 0), to(4, 4, 8, 0);
-    EXPECT_EQ(CopyBitmapPalette(to, from), kRasterOk);
-    EXPECT_EQ(to->colorCount, 16u);
 }
 
 TEST(FindNearestColor, WhiteAndBlackPreferTheEnds)

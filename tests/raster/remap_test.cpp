@@ -174,6 +174,27 @@ TEST(RemapLut, RescaleAndWindowComposeWithoutLoss)
     EXPECT_EQ(bitmap->lutLength, 0u);
 }
 
+TEST(KeptLut, GivesAnotherBitmapAllThatARemapGoesOnFrom)
+{
+    TestBitmap first(31, 5, 16), second(31, 5, 16);
+    Prepare({16, 0, 11, false}, first);
+    Prepare({16, 0, 11, false}, second);
+    KeptLut kept;
+    kept.KeepFrom(*first);
+    EXPECT_TRUE(kept.IsEmpty());
+    ASSERT_EQ(RemapLinear(second, 3, 0, kRemapLut), kRasterOk);
+    ASSERT_EQ(kept.InstallIn(second), kRasterOk) << "nothing kept: the lut goes";
+    EXPECT_EQ(second->lut, nullptr);
+
+    ASSERT_EQ(RemapLinear(first, 1.0 / 512, -3, kRemapLut), kRasterOk);
+    kept.KeepFrom(*first);
+    ASSERT_EQ(kept.InstallIn(second), kRasterOk);
+    for (ImageBitmap* bitmap : {static_cast<ImageBitmap*>(first), static_cast<ImageBitmap*>(second)})
+        ASSERT_EQ(RemapWindow(bitmap, 1.25, 4, true, kRemapLut), kRasterOk);
+    ASSERT_EQ(second->lutLength, 4096u);
+    for (uint32_t i = 0; i < 4096; ++i) ASSERT_EQ(second->lut[i].red, first->lut[i].red) << i;
+}
+
 TEST(RemapWindow, RewritesIntoAllSignificantBits)
 {
     for (const RangeCase& range : kRanges)

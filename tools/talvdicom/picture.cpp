@@ -6,6 +6,7 @@
 #include "filter/frame_source.h"
 #include "raster/convert.h"
 #include "raster/palette.h"
+#include "raster/remap.h"
 #include "tools/talvdicom/opened_file.h"
 
 namespace talv {
@@ -15,8 +16,8 @@ constexpr uint32_t kTagWindowCenter = 0x00281050;
 constexpr uint32_t kTagWindowWidth = 0x00281051;
 constexpr uint32_t kTagRescaleIntercept = 0x00281052;
 constexpr uint32_t kTagRescaleSlope = 0x00281053;
-constexpr uint32_t kTagModalityLut = 0x00283000;
-constexpr uint32_t kTagVoiLut = 0x00283010;
+constexpr uint32_t kTagModalityTables = 0x00283000;
+constexpr uint32_t kTagVoiTables = 0x00283010;
 
 bool IsGrey(const PaletteEntry* palette, uint32_t count)
 {
@@ -67,31 +68,22 @@ bool DrawIndices(ImageBitmap* bitmap, Picture* picture)
     });
 }
 
-void MakeLevels(const BitWindow& bits, bool isSigned, GreyView* view)
+bool MakeLevels(ImageBitmap* bitmap, GreyView* view)
 {
-    view->levels.resize(size_t{bits.mask} + 1);
-    view->levelsSigned = isSigned;
-    const double zero =
-        isSigned ? std::ldexp(1.0, bits.count - 1) : 0.0;  // signed values have their sign bit flipped
-    for (size_t i = 0; i < view->levels.size(); ++i) {
-        const double value = (static_cast<double>(i) - zero) * view->slope + view->intercept;
-        double level = view->width > 1 ? (value - (view->center - 0.5)) / (view->width - 1) + 0.5
-                                       : static_cast<double>(value > view->center - 0.5);
-        level = std::clamp(view->invert ? 1 - level : level, 0.0, 1.0);
-        view->levels[i] = static_cast<uint8_t>(level * 255 + 0.5);
+    if (view->ownWindow || bitmap->lut == nullptr) {
+        const int32_t status = RemapWindow(bitmap, view->center, view->width, view->invert, kRemapLut);
+        if (status < 0) return false;
     }
+    view->levels.resize(bitmap->lutLength);
+    for (size_t i = 0; i < view->levels.size(); ++i) view->levels[i] = bitmap->lut[i].green;
+    return true;
 }
 
 bool DrawGreyLevels(ImageBitmap* bitmap, GreyView* view, Picture* picture)
 {
     const BitWindow bits = GetBitWindow(16, 16, bitmap->lowBit, bitmap->highBit);
-    const bool isSigned = (bitmap->flags & kBitmapSigned) != 0;
-    if (view->useLut && bitmap->lut != nullptr && bitmap->lutLength > bits.mask) {
-        view->levels.resize(size_t{bits.mask} + 1);
-        for (size_t i = 0; i < view->levels.size(); ++i) view->levels[i] = bitmap->lut[i].green;
-    } else if (view->levels.size() != size_t{bits.mask} + 1 || view->levelsSigned != isSigned) {
-        MakeLevels(bits, isSigned, view);
-    }
+    if (view->levels.empty() && !MakeLevels(bitmap, view)) return false;
+    if (view->levels.size() != size_t{bits.mask} + 1) return false;
     return DrawRows(bitmap, picture, [&](const uint8_t* row, uint8_t* out) {
         for (int32_t x = 0; x < bitmap->width; ++x) {
             const uint32_t stored = row[2 * x] | uint32_t{row[2 * x + 1]} << 8;
@@ -118,28 +110,25 @@ bool DrawColours(ImageBitmap* bitmap, Picture* picture)
 GreyView ChooseView(const FrameSource& source)
 {
     DicomDataSet* dataSet = source.dataSet;
+    const auto has = [&](uint32_t tag) { return dataSet->FindFirstElement(nullptr, tag, true) != nullptr; };
     const auto number = [&](uint32_t tag, double* value) {
-        double read = 0;
-        if (!TagReal(dataSet, tag, &read) || !std::isfinite(read)) return false;
-        *value = read;
-        return true;
+        return TagReal(dataSet, tag, value) && std::isfinite(*value);
     };
+    double center = 0, width = 0, slope = 1, intercept = 0;
+    const bool hasWindow = number(kTagWindowCenter, &center) && number(kTagWindowWidth, &width) && width >= 1;
     GreyView view;
-    const std::string photometric = TagText(dataSet, kTagPhotometric);
-    view.invert = photometric.empty() || photometric == "MONOCHROME1";
-    view.useLut = dataSet->FindFirstElement(nullptr, kTagModalityLut, true) != nullptr ||
-                  dataSet->FindFirstElement(nullptr, kTagVoiLut, true) != nullptr;
-    number(kTagRescaleSlope, &view.slope);
-    number(kTagRescaleIntercept, &view.intercept);
-    if (view.slope == 0) view.slope = 1;
-    if (number(kTagWindowCenter, &view.center) && number(kTagWindowWidth, &view.width) && view.width >= 1)
-        return view;
+    view.ownWindow = !hasWindow && !has(kTagModalityTables) && !has(kTagVoiTables);
+    if (!view.ownWindow) return view;
 
-    const double one = source.minPixelValue * view.slope + view.intercept;
-    const double other = source.maxPixelValue * view.slope + view.intercept;
+    if (!number(kTagRescaleSlope, &slope) || !number(kTagRescaleIntercept, &intercept) || slope == 0)
+        slope = 1, intercept = 0;
+    const double one = source.minPixelValue * slope + intercept;
+    const double other = source.maxPixelValue * slope + intercept;
     // Black at center - 0.5 - (width - 1) / 2 and below, white from center - 0.5 + (width - 1) / 2 on.
     view.center = (one + other) / 2 + 0.5;
     view.width = std::abs(other - one) + 1;
+    const std::string photometric = TagText(dataSet, kTagPhotometric);
+    view.invert = photometric.empty() || photometric == "MONOCHROME1";
     return view;
 }
 

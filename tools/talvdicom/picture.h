@@ -19,20 +19,17 @@ struct Picture
     std::vector<uint8_t> pixels;
 };
 
-/// How grey frames above 8 bits are shown: rescaled (PS3.3 C.11.1.1.2), then through a window (PS3.3
-/// C.11.2.1.2).
+/// How grey frames above 8 bits are shown: through the lut that the file's own steps give, or through a
+/// window (PS3.3 C.11.2.1.2) over the rescaled values.
 struct GreyView
 {
-    double slope = 1, intercept = 0;
-    double center = 0, width = 1;  ///< in rescaled values
+    bool ownWindow = false;  ///< the file has none: the fields below hold
+    double center = 0, width = 1;
     bool invert = false;
-    bool useLut = false;  ///< the file has look-up tables, which are in the bitmap's lut: nothing else counts
     std::vector<uint8_t> levels;  ///< of each stored value; made by the first frame
-    bool levelsSigned = false;
 };
 
-/// The view that the file asks for; without a window in the file one over the values that the first frame
-/// has.
+/// The view that the file asks for; when it asks for none, a window over the values that the first frame has.
 GreyView ChooseView(const FrameSource& source);
 
 /// Draws `bitmap` through its palette or through `view`. False for a depth that no frame comes in, or when
