@@ -8,15 +8,31 @@
 #include "dicom/reader.h"
 #include "image/get_image.h"
 #include "tools/talvdicom/commands.h"
+#include "tools/talvdicom/console.h"
 #include "tools/talvdicom/opened_file.h"
 #include "tools/talvdicom/printable.h"
 
 namespace talv {
 namespace {
-constexpr size_t kShownCharacters = 64;
+constexpr size_t kShownCharacters = 64;  // of a value, where there is no terminal whose width says more
+constexpr size_t kLeastCharacters = 16;  // of a value, however narrow the terminal
+constexpr size_t kCutMark = 3;           // what CutText adds
+constexpr int kNameWidth = 32;
 constexpr uint32_t kWholeValueLimit = 4096;  // longer values are shown by their first bytes and never loaded
 constexpr size_t kHeadBytes = 32;
 constexpr int kMaxIndent = 40;
+
+/// How lines are laid out.
+struct DumpStyle
+{
+    bool full = false;    ///< values are not cut
+    bool colour = false;  ///< with terminal colours
+    size_t width = 0;     ///< of the terminal; 0: none
+
+    const char* Tag() const { return colour ? "\x1b[36m" : ""; }
+    const char* Name() const { return colour ? "\x1b[1m" : ""; }
+    const char* Plain() const { return colour ? "\x1b[0m" : ""; }
+};
 
 std::string ElementName(const DicomElement& element)
 {
@@ -79,21 +95,40 @@ std::string ValueText(DicomDataSet* dataSet, DicomElement* element, bool full)
         if (const UidEntry* uid = FindUidEntry(buffer.data()); uid != nullptr)
             text += std::string(" ") + uid->name;
     dataSet->ReleaseValues(element);
-    return full ? text : CutText(std::move(text), kShownCharacters);
+    return text;
 }
 
-void PrintElement(DicomDataSet* dataSet, DicomElement* element, int depth, bool full)
+/// Characters of a value that fit behind a line's first `used` characters.
+size_t RoomForValue(const DumpStyle& style, size_t used)
 {
-    const std::string indent(static_cast<size_t>(std::min(depth * 2, kMaxIndent)), ' ');
-    std::printf("%s(%04X,%04X) %-2s ", indent.c_str(), TagGroup(element->tag), TagElement(element->tag),
-                VrText(*element).c_str());
-    if (element->length == kUndefinedLength) {
-        std::printf("%8s  %s\n", "-", ElementName(*element).c_str());
-        return;
+    if (style.width == 0) return kShownCharacters;
+    return style.width > used + kLeastCharacters + kCutMark ? style.width - used - kCutMark
+                                                            : kLeastCharacters;
+}
+
+void PrintElement(DicomDataSet* dataSet, DicomElement* element, int depth, const DumpStyle& style)
+{
+    const size_t indent = static_cast<size_t>(std::min(depth * 2, kMaxIndent));
+    const std::string vr = VrText(*element);
+    const std::string name = ElementName(*element);
+    char length[16] = "-";
+    if (element->length != kUndefinedLength)
+        std::snprintf(length, sizeof length, "%" PRIu32, element->length);
+    std::printf("%*s%s(%04X,%04X)%s %-2s %8s  %s%s%s", static_cast<int>(indent), "", style.Tag(),
+                TagGroup(element->tag), TagElement(element->tag), style.Plain(), vr.c_str(), length,
+                style.Name(), name.c_str(), style.Plain());
+
+    std::string value;
+    if (element->length != kUndefinedLength) value = ValueText(dataSet, element, style.full);
+    if (!value.empty()) {
+        const size_t padding = name.size() < kNameWidth ? kNameWidth - name.size() : 0;
+        const size_t used = indent + sizeof "(0000,0000) " + std::max<size_t>(vr.size(), 2) +
+                            std::max<size_t>(std::char_traits<char>::length(length), 8) + name.size() +
+                            padding + 4;
+        if (!style.full) value = CutText(std::move(value), RoomForValue(style, used));
+        std::printf("%*s  %s", static_cast<int>(padding), "", value.c_str());
     }
-    const std::string value = ValueText(dataSet, element, full);
-    std::printf("%8" PRIu32 "  %-*s%s%s\n", element->length, value.empty() ? 0 : 32,
-                ElementName(*element).c_str(), value.empty() ? "" : "  ", value.c_str());
+    std::printf("\n");
 }
 
 void PrintEncoding(const DicomDataSet& dataSet)
@@ -113,6 +148,7 @@ int RunDump(const std::string& file, bool fullValues)
     const DicomStatus status = LoadFile(dataSet.get(), file.c_str(), 0);
     if (status != kDicomOk) return Complain(file, DicomStatusText(status));
     PrintEncoding(*dataSet);
+    const DumpStyle style = {fullValues, OutputShowsColour(), static_cast<size_t>(OutputWidth())};
 
     int depth = 0;
     const DicomElement* previous = nullptr;
@@ -126,7 +162,7 @@ int RunDump(const std::string& file, bool fullValues)
         else
             for (; previous != nullptr && previous->parent != element->parent; previous = previous->parent)
                 --depth;
-        PrintElement(dataSet.get(), element, depth, fullValues);
+        PrintElement(dataSet.get(), element, depth, style);
         previous = element;
     }
     return kDone;
