@@ -76,15 +76,15 @@ std::string HeadText(DicomDataSet* dataSet, const DicomElement& element, size_t 
     return head.size() < element.length ? text + " ..." : text;
 }
 
-/// Values longer than this are shown by their head in every case but --full text.
-std::string ValueText(DicomDataSet* dataSet, DicomElement* element, bool full)
+/// Values longer than the limit are shown by their head in every case but --full text.
+std::string ValueText(DicomDataSet* dataSet, DicomElement* element, const DumpStyle& style)
 {
     const bool binary = element->tag == kTagItem || element->vr == 0 || element->vr == MakeVr('O', 'B') ||
                         element->vr == MakeVr('O', 'W') || element->vr == MakeVr('U', 'N') ||
                         element->vr == MakeVr('O', 'F');
-    if (element->length > kWholeValueLimit && (binary || !full))
+    if (element->length > kWholeValueLimit && (binary || !style.full))
         return HeadText(dataSet, *element, kHeadBytes);
-    if (binary) return HeadText(dataSet, *element, full ? kWholeValueLimit : kHeadBytes);
+    if (binary) return HeadText(dataSet, *element, style.full ? kWholeValueLimit : kHeadBytes);
 
     const size_t size = dataSet->FormatValueText(element, nullptr);
     if (size == 0) return dataSet->GetValueCount(element) == 0 && element->length > 0 ? "(unreadable)" : "";
@@ -95,13 +95,12 @@ std::string ValueText(DicomDataSet* dataSet, DicomElement* element, bool full)
         if (const UidEntry* uid = FindUidEntry(buffer.data()); uid != nullptr)
             text += std::string(" ") + uid->name;
     dataSet->ReleaseValues(element);
-    return text;
+    return style.full || style.width > 0 ? text : CutText(std::move(text), kShownCharacters);
 }
 
-/// Characters of a value that fit behind a line's first `used` characters.
+/// Characters of a value that fit on the terminal behind a line's first `used` characters.
 size_t RoomForValue(const DumpStyle& style, size_t used)
 {
-    if (style.width == 0) return kShownCharacters;
     return style.width > used + kLeastCharacters + kCutMark ? style.width - used - kCutMark
                                                             : kLeastCharacters;
 }
@@ -119,13 +118,13 @@ void PrintElement(DicomDataSet* dataSet, DicomElement* element, int depth, const
                 style.Name(), name.c_str(), style.Plain());
 
     std::string value;
-    if (element->length != kUndefinedLength) value = ValueText(dataSet, element, style.full);
+    if (element->length != kUndefinedLength) value = ValueText(dataSet, element, style);
     if (!value.empty()) {
         const size_t padding = name.size() < kNameWidth ? kNameWidth - name.size() : 0;
         const size_t used = indent + sizeof "(0000,0000) " + std::max<size_t>(vr.size(), 2) +
                             std::max<size_t>(std::char_traits<char>::length(length), 8) + name.size() +
                             padding + 4;
-        if (!style.full) value = CutText(std::move(value), RoomForValue(style, used));
+        if (!style.full && style.width > 0) value = CutText(std::move(value), RoomForValue(style, used));
         std::printf("%*s  %s", static_cast<int>(padding), "", value.c_str());
     }
     std::printf("\n");
