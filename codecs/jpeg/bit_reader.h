@@ -9,17 +9,17 @@ namespace talv::jpeg {
 /// real ones.
 struct BitReader
 {
-    const uint8_t* next = nullptr;  ///< first byte that is not in the reservoir
+    const uint8_t* next = nullptr;   ///< first byte that is not in the reservoir
+    const uint8_t* clean = nullptr;  ///< up to here there is no 0xFF, and `next` has not passed it
     const uint8_t* end = nullptr;
-    uint64_t bits =
-        0;          ///< unread bits, the first one on top; below `count` there may be bits of bytes at `next`
-    int count = 0;  ///< unread bits
+    uint64_t bits = 0;   ///< unread bits, the first one on top; below `count` there may be bits of `next`
+    int count = 0;       ///< unread bits, 63 at most
     int64_t padded = 0;  ///< zero bits supplied past the end, all at the bottom of the reservoir
 
     void Start(const uint8_t* from, const uint8_t* to)
     {
         *this = BitReader{};
-        next = from;
+        next = clean = from;
         end = to;
     }
 
@@ -29,17 +29,13 @@ struct BitReader
     /// At least 56 bits.
     inline __attribute__((always_inline)) void Refill()
     {
-        if (end - next >= 8) [[likely]] {
+        if (clean - next >= 8) [[likely]] {
             uint64_t word;
             std::memcpy(&word, next, 8);
-            // The zero-byte test on the complement: no byte of the word is 0xFF.
-            const uint64_t inverse = ~word;
-            if (((inverse - 0x0101010101010101u) & word & 0x8080808080808080u) == 0) [[likely]] {
-                bits |= __builtin_bswap64(word) >> count;
-                next += (63 - count) >> 3;
-                count |= 56;
-                return;
-            }
+            bits |= __builtin_bswap64(word) >> count;
+            next += (63 - count) >> 3;
+            count |= 56;
+            return;
         }
         // The slow path works on a copy, so that the fast one may keep the reader in registers.
         BitReader copy = *this;
