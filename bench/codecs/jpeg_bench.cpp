@@ -1,10 +1,11 @@
-// The exported decoder beside libjpeg-turbo and, where it was found, the packaged DICOM toolkit: the three take
-// turns on the same generated streams. One line a case:
+// The exported decoder beside libjpeg-turbo and, where it was found, the packaged DICOM toolkit: the three
+// take turns on the same generated streams. One line a case:
 //
 //     case  stream bytes  own ms median (best)  MB/s | turbo ms  ratio of medians (of bests) | dcmtk likewise
 //
 // The peers have one thread; so has the product unless FLT_THREADS says otherwise, but for the cases named
-// "_threads", which have one a processor. Times are the processor's, with "_threads" the wall's. Usage: jpeg_bench [ROUNDS [CASE]]
+// "_threads", which have one a processor. Times are the processor's, with "_threads" the wall's. Usage:
+// jpeg_bench [ROUNDS [CASE]]
 
 #include <turbojpeg.h>
 
@@ -193,9 +194,9 @@ void Measure(const Case& c, int rounds)
     Bytes rows((static_cast<size_t>(c.width * c.bits) + 31) / 32 * 4 * static_cast<size_t>(c.height));
     int32_t status = 1;
     const auto own = [&] {
-        status = std::min(status, fltLoadBufferCMP(c.stream.data(), static_cast<uint32_t>(c.stream.size()),
-                                                   rows.data(), 0, c.width, c.height,
-                                                   static_cast<uint32_t>(c.bits), nullptr, 0));
+        status = std::min(
+            status, fltLoadBufferCMP(c.stream.data(), static_cast<uint32_t>(c.stream.size()), rows.data(), 0,
+                                     c.width, c.height, static_cast<uint32_t>(c.bits), nullptr, 0));
     };
     const tjhandle handle = tjInitDecompress();
     const auto turbo = [&] {

@@ -21,12 +21,4 @@ void BitReader::RefillBytes()
         count += 8;
     }
 }
-
-void BitReader::Abandon()
-{
-    end = clean = next;
-    bits = 0;
-    count = 0;
-    padded = 1;
-}
 }  // namespace talv::jpeg

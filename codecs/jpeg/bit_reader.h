@@ -26,6 +26,35 @@ struct BitReader
     /// Some of the bits that were read did not exist.
     bool Overrun() const { return padded > count; }
 
+    /// Runs a call that is not inlined on a copy, field by field: else the compiler would keep the reader in
+    /// memory all the time.
+    template <typename Call>
+    inline __attribute__((always_inline)) auto OnCopy(Call call)
+    {
+        struct WriteBack
+        {
+            BitReader copy;
+            BitReader* to;
+            inline __attribute__((always_inline)) ~WriteBack()
+            {
+                to->next = copy.next;
+                to->clean = copy.clean;
+                to->end = copy.end;
+                to->bits = copy.bits;
+                to->count = copy.count;
+                to->padded = copy.padded;
+            }
+        } work;
+        work.copy.next = next;
+        work.copy.clean = clean;
+        work.copy.end = end;
+        work.copy.bits = bits;
+        work.copy.count = count;
+        work.copy.padded = padded;
+        work.to = this;
+        return call(work.copy);
+    }
+
     /// At least 56 bits.
     inline __attribute__((always_inline)) void Refill()
     {
@@ -37,10 +66,7 @@ struct BitReader
             count |= 56;
             return;
         }
-        // The slow path works on a copy, so that the fast one may keep the reader in registers.
-        BitReader copy = *this;
-        copy.RefillBytes();
-        *this = copy;
+        OnCopy([](BitReader& copy) { copy.RefillBytes(); });
     }
 
     inline __attribute__((always_inline)) uint32_t Peek(int n) const
@@ -62,7 +88,13 @@ struct BitReader
 
     __attribute__((noinline)) void RefillBytes();
     /// Leaves the rest of the segment unread: only zero bits follow.
-    void Abandon();
+    void Abandon()
+    {
+        end = clean = next;
+        bits = 0;
+        count = 0;
+        padded = 1;
+    }
 };
 
 /// The value of `n` extra bits (T.81 F.2.2.1, EXTEND): 2 bits 00, 01, 10, 11 -> -3, -2, 2, 3. `n` is 0 to 16.

@@ -55,10 +55,7 @@ inline __attribute__((always_inline)) int32_t TakeDifference(BitReader& reader, 
         reader.Skip(static_cast<int>(entry & 0x3F));
         return static_cast<int32_t>(entry) >> 16;
     }
-    BitReader copy = reader;
-    const int32_t difference = TakeLongDifference(copy, table, entry, most);
-    reader = copy;
-    return difference;
+    return reader.OnCopy([&](BitReader& copy) { return TakeLongDifference(copy, table, entry, most); });
 }
 
 /// One block of the sequential process (T.81 F.2.2). `put(k, value)` receives the AC coefficients by their
@@ -73,23 +70,16 @@ inline __attribute__((always_inline)) int32_t TakeBlock(BitReader& reader, const
                                       static_cast<uint32_t>(TakeDifference(reader, dc)));
     int k = 1;
     for (;;) {
-        reader.Refill();
-        // Two finished symbols leave bits enough for any third one.
-        uint32_t entry = 0;
-        for (int i = 0; i < 3; ++i) {
-            entry = ac.look[reader.Peek(SymbolTable::kLookBits)];
-            if ((entry & SymbolTable::kUnfinished) != 0) [[unlikely]] break;
-            const int place = k + static_cast<int>(entry >> 8 & 0x7F);
-            if (place > 63) {
-                if (k < 64) reader.Skip(static_cast<int>(entry & 0x3F));
-                return prediction;
-            }
+        if (reader.count < 32) reader.Refill();
+        const uint32_t entry = ac.look[reader.Peek(SymbolTable::kLookBits)];
+        if ((entry & SymbolTable::kUnfinished) == 0) [[likely]] {
             reader.Skip(static_cast<int>(entry & 0x3F));
-            put(place, static_cast<int16_t>(entry >> 16));
-            k = place + 1;
+            k += static_cast<int>(entry >> 8 & 0x7F);
+            if (k > 63) return prediction;
+            put(k, static_cast<int16_t>(entry >> 16));
+            if (++k > 63) return prediction;
+            continue;
         }
-        if ((entry & SymbolTable::kUnfinished) == 0) [[likely]] continue;
-        if (k > 63) return prediction;
         const int symbol = TakeSymbol(reader, ac, entry);
         if (symbol < 0) {
             reader.Abandon();
@@ -105,7 +95,8 @@ inline __attribute__((always_inline)) int32_t TakeBlock(BitReader& reader, const
         k += symbol >> 4;
         const int32_t value = Extend(reader.Take(extra), extra);
         if (k > 63) return prediction;
-        put(k++, static_cast<int16_t>(value));
+        put(k, static_cast<int16_t>(value));
+        if (++k > 63) return prediction;
     }
 }
 

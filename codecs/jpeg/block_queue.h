@@ -31,7 +31,8 @@ struct BlockQueue
             return;
         }
         Push(kernels, block, (positions & 0x24) == 0, quant, out, stride);
-        if (count == 0) std::memset(blocks, 0, sizeof blocks);
+        if (count == 0)
+            for (int16_t* part = blocks; part != blocks + 128; part += 32) std::memset(part, 0, 64);
     }
 
     /// Sends on a block that stays where it is until the queue is flushed.

@@ -83,10 +83,11 @@ void SymbolTable::Build(const HuffmanCounts& from, SymbolUse forUse)
     });
 }
 
-void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook)
+void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook, int mostDifferences)
 {
-    if (lookBits == bitsToLook && symbols.counted == from) return;
+    if (lookBits == bitsToLook && most == mostDifferences && symbols.counted == from) return;
     lookBits = bitsToLook;
+    most = mostDifferences;
     symbols.Build(from, SymbolUse::dc);
     struct Single
     {
@@ -105,7 +106,7 @@ void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook)
     for (uint32_t window = 0; window < 1u << lookBits; ++window) {
         int32_t values[2] = {};
         int used = 0, count = 0;
-        while (count < kMost) {
+        while (count < most) {
             const Single& next = singles[window << used & ((1u << lookBits) - 1)];
             if (next.length == 0 || used + next.length > lookBits || (count > 1 && next.value != 0)) break;
             if (count < 2) values[count] = next.value;

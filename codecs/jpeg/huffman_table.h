@@ -40,7 +40,7 @@ enum class SymbolUse
 /// A zero run of 16 is 15 skipped and a zero stored.
 struct SymbolTable
 {
-    static constexpr int kLookBits = 10;
+    static constexpr int kLookBits = 11;
     static constexpr uint32_t kUnfinished = 0x80;
 
     HuffmanCounts counted;  ///< what the table was built from
@@ -64,7 +64,7 @@ struct SymbolTable
 };
 
 /// Differences of the lossless process (T.81 H.1.2.2) by the next `lookBits` bits: as many as fit, at most
-/// `kMost`, of which all but the first two are zeros.
+/// `most`, of which all but the first two are zeros.
 ///
 ///   bits 0..4    bits used in all; 0: not even one fits
 ///   bits 5..8    differences
@@ -77,8 +77,9 @@ struct DifferenceTable
 
     SymbolTable symbols;  ///< each difference for itself
     int lookBits = 0;     ///< up to `kMaxLookBits`; building costs more than decoding a small picture
+    int most = 0;         ///< up to `kMost`
     uint32_t look[1 << kMaxLookBits];
 
-    void Build(const HuffmanCounts& from, int bitsToLook);
+    void Build(const HuffmanCounts& from, int bitsToLook, int mostDifferences);
 };
 }  // namespace talv::jpeg

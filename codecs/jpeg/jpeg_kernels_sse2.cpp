@@ -78,8 +78,7 @@ void InverseOne12(const InverseTask<uint16_t>& task, bool lowOnly)
     const __m128i low = _mm_set1_epi16(-2048);
     const __m128i high = _mm_set1_epi16(2047);
     for (int y = 0; y < 8; ++y)
-        Store(task.out + y * task.stride,
-              _mm_sub_epi16(_mm_min_epi16(_mm_max_epi16(r[y], low), high), low));
+        Store(task.out + y * task.stride, _mm_sub_epi16(_mm_min_epi16(_mm_max_epi16(r[y], low), high), low));
 }
 
 void Inverse12(const InverseTask<uint16_t> tasks[2], bool lowOnly)

@@ -16,7 +16,8 @@ void DecodeDifferences(BitReader& stream, const DifferenceTable& table, uint16_t
     const auto take = [&]() {
         const uint32_t entry = table.look[reader.Peek(lookBits)];
         const int used = static_cast<int>(entry & 0x1F);
-        if (used == 0) [[unlikely]] return false;
+        if (used == 0) [[unlikely]]
+            return false;
         std::memset(out, 0, DifferenceTable::kMost * sizeof *out);
         out[0] = static_cast<uint16_t>(static_cast<int32_t>(entry) >> 20);
         out[1] = static_cast<uint16_t>(static_cast<int32_t>(entry << 12) >> 21);
@@ -28,7 +29,8 @@ void DecodeDifferences(BitReader& stream, const DifferenceTable& table, uint16_t
     static_assert(kInReservoir * DifferenceTable::kMaxLookBits <= 56);
     while (end - out >= kInReservoir * DifferenceTable::kMost) {
         reader.Refill();
-        if (take() && take() && take() && take()) [[likely]] continue;
+        if (take() && take() && take() && take()) [[likely]]
+            continue;
         reader.Refill();
         *out++ = static_cast<uint16_t>(TakeDifference(reader, table.symbols, 16));
     }
@@ -39,6 +41,37 @@ void DecodeDifferences(BitReader& stream, const DifferenceTable& table, uint16_t
     }
     stream = reader;
 }
+
+/// Samples of a run whose differences mostly fill a look-up each: predicted on the way. The sample before
+/// `row` exists, and but for predictor 1 the row above.
+template <int kPredictor>
+void DecodeRun(BitReader& stream, const DifferenceTable& table, uint16_t* row, const uint16_t* above,
+               int count)
+{
+    BitReader reader = stream;
+    const int lookBits = table.lookBits;
+    int32_t left = row[-1];
+    int32_t corner = kPredictor == 1 ? 0 : above[-1];
+    for (int x = 0; x < count; ++x) {
+        const int32_t up = kPredictor == 1 ? 0 : above[x];
+        if (reader.count < 32) reader.Refill();
+        const uint32_t entry = table.look[reader.Peek(lookBits)];
+        const int used = static_cast<int>(entry & 0x1F);
+        int32_t difference = static_cast<int32_t>(entry) >> 20;
+        if (used != 0) [[likely]]
+            reader.Skip(used);
+        else
+            difference = TakeDifference(reader, table.symbols, 16);
+        left = (PredictSample(kPredictor, left, up, corner) + difference) & 0xFFFF;
+        row[x] = static_cast<uint16_t>(left);
+        corner = up;
+    }
+    stream = reader;
+}
+
+using RunDecoder = void (*)(BitReader&, const DifferenceTable&, uint16_t*, const uint16_t*, int);
+constexpr RunDecoder kRunDecoders[8] = {nullptr,      DecodeRun<1>, DecodeRun<2>, DecodeRun<3>,
+                                        DecodeRun<4>, DecodeRun<5>, DecodeRun<6>, DecodeRun<7>};
 
 /// One component's part in a row of samples that all components share.
 struct Lane
@@ -82,6 +115,13 @@ int32_t TakeSingle(BitReader& reader, const DifferenceTable& table)
 int LookBits(const JpegDecoder& d)
 {
     return static_cast<int64_t>(d.width) * d.height < 32768 ? 9 : 12;
+}
+
+/// A single component with so many bits a sample that two differences seldom fit one look-up.
+bool IsDense(const JpegDecoder& d)
+{
+    const Component& c = d.components[d.scan.component[0]];
+    return d.scan.count == 1 && 8 * (d.End() - d.reader.next) > 6 * static_cast<int64_t>(c.width) * c.height;
 }
 
 int32_t InitialPrediction(const JpegDecoder& d)
@@ -130,11 +170,17 @@ void DecodeRows(JpegDecoder* d, int rows, int width)
                 reset = false;
                 ++x;
             }
+            const int predictor = firstLine ? 1 : d->scan.spectralFirst;
+            if (lanes[0].table->most == 1) {
+                kRunDecoders[predictor](d->reader, *lanes[0].table, lanes[0].row + x,
+                                        firstLine ? nullptr : lanes[0].above + x, end - x);
+                x = end;
+                continue;
+            }
             if (count == 1)
                 DecodeDifferences(d->reader, *lanes[0].table, differences, end - x);
             else
                 DecodeInTurns(d->reader, lanes, count, spare.get(), differences, stride, end - x);
-            const int predictor = firstLine ? 1 : d->scan.spectralFirst;
             for (int i = 0; i < count; ++i)
                 d->kernels.predict[predictor](differences + i * stride, lanes[i].row + x,
                                               firstLine ? nullptr : lanes[i].above + x, end - x);
@@ -180,9 +226,7 @@ void DecodeSubsampled(JpegDecoder* d)
                             prediction =
                                 PredictSample(d->scan.spectralFirst, line[x - 1], above[x], above[x - 1]);
                         const int32_t difference =
-                            d->reader.Overrun()
-                                ? 0
-                                : TakeSingle(d->reader, d->differences[c.dcTable]);
+                            d->reader.Overrun() ? 0 : TakeSingle(d->reader, d->differences[c.dcTable]);
                         line[x] = static_cast<uint16_t>(prediction + difference);
                     }
                 }
@@ -200,7 +244,8 @@ void DecodeLosslessScan(JpegDecoder* d)
     for (int i = 0; i < d->scan.count; ++i) {
         Component& c = d->components[d->scan.component[i]];
         c.pointTransform = d->scan.bitLow;
-        d->differences[c.dcTable].Build(d->dcSpecs[c.dcTable], LookBits(*d));
+        d->differences[c.dcTable].Build(d->dcSpecs[c.dcTable], LookBits(*d),
+                                        IsDense(*d) ? 1 : DifferenceTable::kMost);
         single = single && c.h == 1 && c.v == 1;
     }
     if (d->scan.count == 1) {

@@ -38,8 +38,9 @@ TEST_P(EveryLevel, InverseTransformEqualsThePlainOne)
         }
         uint16_t quant[2][64];
         for (int i = 0; i < 128; ++i)
-            quant[i / 64][i % 64] =
-                static_cast<uint16_t>(round % 2 == 0 ? 1 : round % 7 == 1 ? random() : random() % 64);
+            quant[i / 64][i % 64] = static_cast<uint16_t>(round % 2 == 0   ? 1
+                                                          : round % 7 == 1 ? random()
+                                                                           : random() % 64);
         const auto compare = [&](auto sample, auto kernel) {
             using Sample = decltype(sample);
             Sample expected[2][64], actual[2][64];
