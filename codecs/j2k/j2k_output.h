@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "codecs/codec_workers.h"
 #include "codecs/entry_points.h"
 #include "codecs/j2k/j2k_tile.h"
-#include "codecs/codec_workers.h"
 
 namespace talv {
 /// How decoded samples of one component become destination samples: scaled, shifted to the destination's

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "codecs/codec_workers.h"
 #include "codecs/j2k/j2k_codestream.h"
 #include "codecs/j2k/j2k_output.h"
 #include "codecs/j2k/j2k_packets.h"
-#include "codecs/codec_workers.h"
 
 namespace talv {
 /// Decodes one tile from its packets to its destination rows. `packets` receives the number of packets read.

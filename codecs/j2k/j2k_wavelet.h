@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "codecs/j2k/j2k_tile.h"
 #include "codecs/codec_workers.h"
+#include "codecs/j2k/j2k_tile.h"
 
 namespace talv {
 /// Row operations of the inverse wavelets (T.800 F.3.8). `first` is 0 when a row's first sample has an even
