@@ -50,6 +50,7 @@ bool DecodeSecondImage(const JpegDecoder& first, const RowTable& rows)
     second->sixteenBitOutput = first.sixteenBitOutput;
     second->bitsPerPixel = first.bitsPerPixel;
     second->level = first.level;
+    second->threads = first.threads;
     second->kernels = first.kernels;
     second->sawHuffmanTables = first.sawHuffmanTables;
     second->sawQuantTables = first.sawQuantTables;

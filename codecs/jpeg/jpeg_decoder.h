@@ -107,6 +107,7 @@ struct JpegDecoder
     bool rawFrame = false;
     int32_t destinationRows = 0;  ///< rows the caller has room for
     SimdLevel level = SimdLevel::plain;
+    unsigned threads = 0;  ///< 0: one a processor
     JpegKernels kernels{};
 
     // The stream.

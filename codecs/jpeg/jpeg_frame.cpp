@@ -191,7 +191,7 @@ void FindIntervals(JpegDecoder* d, int64_t units)
 {
     d->intervals.clear();
     if (d->restartInterval == 0 || units <= d->restartInterval || units < kMinUnitsToShare) return;
-    d->workers = std::make_unique<CodecWorkers>(0);
+    d->workers = std::make_unique<CodecWorkers>(d->threads);
     if (d->workers->Count() < 2) return;
     const uint8_t* at = d->source + d->position;
     d->intervals.push_back(at);
