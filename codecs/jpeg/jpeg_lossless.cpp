@@ -151,7 +151,9 @@ void DecodeRows(JpegDecoder* d, int rows, int width)
     const bool straight = GoesStraightOut(*d);
     const auto rowOf = [d, straight](const Component& c, int y) {
         if (y < 0) return static_cast<uint16_t*>(nullptr);
-        return straight ? reinterpret_cast<uint16_t*>(d->rows.At(y)) : PlaneRow<uint16_t>(*d, c, y);
+        // A second field may have a row less than the first one, whose size the scan has.
+        const bool out = straight && y < d->rows.count;
+        return out ? reinterpret_cast<uint16_t*>(d->rows.At(y)) : PlaneRow<uint16_t>(*d, c, y);
     };
     bool reset = true;
     for (int y = 0; y < rows; ++y) {
