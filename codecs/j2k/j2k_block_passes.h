@@ -127,7 +127,7 @@ inline uint32_t DecodeSign(MqDecoder& mq, MqContext* contexts, J2kColumn around)
 constexpr uint64_t kAhead[4] = {0x32, 0x3A, 0x3A, 0x18};
 
 template <bool causal, bool raw>
-void SignificancePass(const Plane& plane, Coder& coder)
+[[gnu::noinline]] void SignificancePass(const Plane& plane, Coder& coder)
 {
     MqDecoder mq = coder.mq;
     MqContext* contexts = coder.contexts;
@@ -146,7 +146,8 @@ void SignificancePass(const Plane& plane, Coder& coder)
                 J2kColumn* column = group.columns + (i >> 2);
                 const J2kColumn around = *column >> 3 * row;
                 const uint32_t bit = raw ? coder.bits.Bit() : mq.Decode(&contexts[zero[around & 0x1FF]]);
-                if (bit == 0) continue;
+                if (bit == 0) [[likely]]
+                    continue;
                 const uint32_t negative = raw ? coder.bits.Bit() : DecodeSign(mq, contexts, around);
                 group.samples[i] = magnitude | negative << 31;
                 MarkSignificant<causal>(column, columnStride, row, negative);
@@ -162,33 +163,44 @@ void SignificancePass(const Plane& plane, Coder& coder)
 }
 
 template <bool causal, bool raw>
-void RefinementPass(const Plane& plane, Coder& coder)
+[[gnu::noinline]] void RefinementPass(const Plane& plane, Coder& coder)
 {
     MqDecoder mq = coder.mq;
     MqContext* contexts = coder.contexts + kContextMagnitude;
-    const uint32_t one = plane.One(), drop = one - plane.Half();
-    const int bitNumber = plane.bit;
+    // The half bit set by the plane before goes, the bit and the half below it come.
+    const uint32_t change[2] = {plane.Half() - plane.One(), plane.Half()};
     const ptrdiff_t mapStride = plane.block.mapStride;
     ForEachGroup(
         plane.block, [&](const Group& group) __attribute__((always_inline)) {
             uint64_t todo = *group.significant & ~*group.visited;
             if (todo == 0) return;
             const uint64_t later = *group.refined;
-            const uint64_t contested = raw ? 0 : Contested<causal>(group.significant, mapStride) & ~later;
-            *group.refined = later | todo;
-            do {
-                const auto i = static_cast<unsigned>(std::countr_zero(todo));
-                todo &= todo - 1;
-                const auto context = (later >> i & 1) << 1 | (contested >> i & 1);
-                const uint32_t bit = raw ? coder.bits.Bit() : mq.Decode(&contexts[context]);
-                group.samples[i] += (bit << bitNumber) - drop;
-            } while (todo != 0);
+            uint32_t* samples = group.samples;
+            if (raw) {
+                for (; todo != 0; todo &= todo - 1)
+                    samples[std::countr_zero(todo)] += change[coder.bits.Bit()];
+            } else if ((todo & ~later) == 0) {
+                // All refined before: one context, kept in a register.
+                MqContext context = contexts[2];
+                for (; todo != 0; todo &= todo - 1)
+                    samples[std::countr_zero(todo)] += change[mq.Decode(&context)];
+                contexts[2] = context;
+                return;
+            } else {
+                *group.refined = later | todo;
+                const uint64_t contested = Contested<causal>(group.significant, mapStride) & ~later;
+                for (; todo != 0; todo &= todo - 1) {
+                    const auto i = static_cast<unsigned>(std::countr_zero(todo));
+                    const auto context = (later >> i & 1) << 1 | (contested >> i & 1);
+                    samples[i] += change[mq.Decode(&contexts[context])];
+                }
+            }
         });
     coder.mq = mq;
 }
 
 template <bool causal>
-void CleanupPass(const Plane& plane, Coder& coder, bool segmentSymbols)
+[[gnu::noinline]] void CleanupPass(const Plane& plane, Coder& coder, bool segmentSymbols)
 {
     MqDecoder mq = coder.mq;
     MqContext* contexts = coder.contexts;
@@ -206,6 +218,7 @@ void CleanupPass(const Plane& plane, Coder& coder, bool segmentSymbols)
             uint64_t runs = ~(around | around >> 1);
             runs &= runs >> 2 & kFirstRows;
             todo &= ~(runs * 0xE);
+            if (todo == runs && mq.PassZeros(contexts[kContextRun], std::popcount(runs))) return;
             do {
                 auto i = static_cast<unsigned>(std::countr_zero(todo));
                 todo &= todo - 1;

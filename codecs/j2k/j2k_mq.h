@@ -39,6 +39,60 @@ struct MqSupply
 };
 MqSupply RefillMqBytes(MqSupply supply);
 
+/// All ones or none; a compiler that knew where it comes from would make jumps of its uses.
+inline MqWord MqMask(bool condition)
+{
+    MqWord mask = MqWord{0} - static_cast<MqWord>(condition);
+    asm("" : "+r"(mask));
+    return mask;
+}
+
+/// One decision before its renormalisation. All that depends on its outcome is selected without a jump: the
+/// part of the interval, the exchange of symbols, the next state.
+struct MqStep
+{
+    MqWord interval, code;
+    MqContext context;
+
+    uint32_t Take()
+    {
+        const MqContext state = context;
+        const MqWord qe = state & kMqQeMask;
+        const MqContext* row = kMqStates.words + (state & kMqRowMask);
+        MqWord part = interval - qe, flip;
+        // Below Qe lies the less probable part unless it is the larger one (T.800 C.3.2, conditional
+        // exchange). Only a renormalisation moves the context on: then the top bit of the interval is clear.
+#if defined(__x86_64__)
+        MqWord lower;
+        const MqWord old = code;
+        MqContext next = row[1];
+        asm("cmp %[qe], %[part]\n\t"
+            "sbb %[flip], %[flip]\n\t"
+            "sub %[qe], %[code]\n\t"
+            "cmovb %[old], %[code]\n\t"
+            "cmovb %[qe], %[part]\n\t"
+            "sbb %[lower], %[lower]\n\t"
+            "xor %[lower], %[flip]\n\t"
+            "cmovnz %[other], %[next]\n\t"
+            "test %[part], %[part]\n\t"
+            "cmovs %[state], %[next]"
+            : [code] "+&r"(code), [part] "+&r"(part), [lower] "=&r"(lower), [flip] "=&r"(flip),
+              [next] "+&r"(next)
+            : [qe] "r"(qe), [old] "r"(old), [state] "r"(state), [other] "m"(row[2])
+            : "cc");
+        context = next;
+#else
+        const MqWord lower = MqMask(code < qe);
+        flip = MqMask(part < qe) ^ lower;
+        part += (qe - part) & lower;
+        code -= qe & ~lower;
+        context = row[1 - flip - (part >> (kMqBelow + 15))];
+#endif
+        interval = part;
+        return static_cast<uint32_t>((state ^ flip) & 1);
+    }
+};
+
 /// MQ decoder (T.800 C.3) without branches on what it decodes: the chosen part of the interval, the exchange
 /// of symbols, the renormalisation and the next state are all selected by arithmetic, so that a decision
 /// costs the same whatever its outcome and the processor has nothing to guess.
@@ -56,26 +110,16 @@ class MqDecoder
 
     uint32_t Decode(MqContext* context)
     {
-        const MqContext state = *context;
-        const MqWord qe = state & kMqQeMask;
-        const MqWord upper = interval_ - qe;
-        const MqWord reduced = supply_.code - qe;
-        // Below Qe lies the less probable part unless it is the larger one (T.800 C.3.2, conditional
-        // exchange).
-        const bool lower = __builtin_expect_with_probability(supply_.code < qe, 1, 0.5);
-        const auto exchange = static_cast<MqWord>(upper < qe);
-        const MqWord part = lower ? qe : upper;
-        const MqWord code = lower ? supply_.code : reduced;
-        const MqWord flip = static_cast<MqWord>(lower) ^ exchange;
-        // Only a renormalisation moves the context on: then the top bit of the interval is clear.
-        *context = kMqStates.words[(state & kMqRowMask) + 1 + flip - (part >> (kMqBelow + 15))];
-        const int shift = std::countl_zero(part);
-        interval_ = part << shift;
-        supply_.code = code << shift;
+        MqStep step{interval_, supply_.code, *context};
+        const uint32_t bit = step.Take();
+        *context = step.context;
+        const int shift = std::countl_zero(step.interval);
+        interval_ = step.interval << shift;
+        supply_.code = step.code << shift;
         supply_.ahead -= shift;
         if (supply_.ahead < 0) [[unlikely]]
             Refill();
-        return static_cast<uint32_t>((state ^ flip) & 1);
+        return bit;
     }
 
     /// The same for decisions that are nearly always the more probable one.
@@ -90,6 +134,18 @@ class MqDecoder
             return static_cast<uint32_t>(state & 1);
         }
         return Decode(context);
+    }
+
+    /// Takes `count` (up to 16) decisions of one context at once if all are 0 and none renormalises; else
+    /// takes none and returns false.
+    bool PassZeros(MqContext context, int count)
+    {
+        const MqWord taken = (context >> kMqBelow) * static_cast<unsigned>(count);
+        const MqWord spare = (interval_ >> kMqBelow) - 0x8000;
+        if (taken > spare || taken > supply_.code >> kMqBelow || (context & 1) != 0) return false;
+        interval_ -= taken << kMqBelow;
+        supply_.code -= taken << kMqBelow;
+        return true;
     }
 
   private:
