@@ -25,7 +25,7 @@ ROOMS = {
 }
 FREE = ("tools", "tests", "fuzz", "bench")
 # Where the operating system may show: its headers and the question which system this is.
-SYSTEM_FOLDERS = ("tools/talvdicom/windows/", "platform/windows/", "filter/directshow/", "tools/windows/", "tools/dicplay", "tests/directshow/",
+SYSTEM_FOLDERS = ("docs/examples/", "tools/talvdicom/windows/", "platform/windows/", "filter/directshow/", "tools/windows/", "tools/dicplay", "tests/directshow/",
                   "tests/platform/windows/")
 SYSTEM_HEADERS = re.compile(
     r"^(windows|dshow|streams|strmif|objbase|ole2|olectl|oleauto|oaidl|ocidl|commctrl|commdlg|shlobj|winreg|"
