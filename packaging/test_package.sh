@@ -59,6 +59,13 @@ plays() {  # plays FOLDER CLIP
     run "$files/$1/dicplay.exe" --quiet "$(windows_path "$2")"
 }
 
+# decodes PROGRAM LIBRARY: a picture that the installed converter wrote, with the exported function.
+decodes() {
+    convert -size 64x48 gradient:red-blue -quality 95 "$work/picture.jpg" &&
+        run "$1" "$(windows_path "$2")" "$(windows_path "$work/picture.jpg")" 64 48 "$(windows_path "$work/picture.ppm")" &&
+        [ "$(convert "$work/picture.jpg" "$work/picture.ppm" -metric MAE -compare -format '%[fx:int(1000*distortion)]' info:)" -lt 10 ]
+}
+
 associated() {
     run cmd /c "$(windows_path "$files/associate-dcm.cmd")" &&
         run reg query 'HKCU\Software\Classes\.dcm' | grep -q TalvDicomReader.Clip &&
@@ -66,15 +73,23 @@ associated() {
         run reg query 'HKCU\Software\Classes\Media Type\Extensions\.dcm' /reg:64 | grep -qi "$reader"
 }
 
-keeps_what_was_associated() {
+keeps_what_was_# decodes PROGRAM LIBRARY: a picture that the installed converter wrote, with the exported function.
+decodes() {
+    convert -size 64x48 gradient:red-blue -quality 95 "$work/picture.jpg" &&
+        run "$1" "$(windows_path "$2")" "$(windows_path "$work/picture.jpg")" 64 48 "$(windows_path "$work/picture.ppm")" &&
+        [ "$(convert "$work/picture.jpg" "$work/picture.ppm" -metric MAE -compare -format '%[fx:int(1000*distortion)]' info:)" -lt 10 ]
+}
+
+associated() {
     run reg add 'HKCU\Software\Classes\.dcm' /ve /d Other.Viewer /f &&
         associated && associated && run cmd /c "$(windows_path "$files/associate-dcm.cmd")" /undo &&
         run reg query 'HKCU\Software\Classes\.dcm' /ve | grep -q Other.Viewer &&
         run reg delete 'HKCU\Software\Classes\.dcm' /f
 }
 
+grey_clip=le-mr-10f.dcm
 reader={E2B7DDB8-38C5-11D5-91F6-00104BDB8FF9}
-grey=$(sed -n 's/.*kGreyDisplayClass.*\({[0-9A-Fa-f-]*}\).*/\1/p' filter/greydisplay/*.h | head -1)
+grey={E8AD189E-52E8-497E-8215-7994D6930D23}
 python3 -m zipfile -e "build/package/$name-windows.zip" "$work/a folder" || exit 1
 files="$work/a folder/$name"
 
@@ -87,7 +102,11 @@ for bits in 64 32; do
     folder=x64
     [ $bits = 32 ] && folder=x86
     check "package.plays$bits" plays $folder "$files/cine-us.dcm"
-    check "package.plays16bit$bits" plays $folder "$PWD/tests/data/samples/$(cat packaging/grey-clip.txt 2>/dev/null)"
+    check "package.plays16bit$bits" plays $folder "$PWD/tests/data/samples/$grey_clip"
+    # The programs that the guides quote.
+    examples=build/win$bits/docs/examples
+    check "package.example-play$bits" run $examples/play_clip.exe "$(windows_path "$PWD/tests/data/samples/$grey_clip")"
+    check "package.example-decode$bits" decodes $examples/decode_jpeg.exe "$files/$folder/TVDicRd2.ax"
 done
 check package.associate associated
 check package.associate-undo run cmd /c "$(windows_path "$files/associate-dcm.cmd")" /undo

@@ -33,21 +33,28 @@ def compare(name, found, expected):
     return report("pass", name)
 
 
-def check_windows(preset):
-    component = BUILD / preset / "filter/directshow/TVDicRd2.ax"
-    if not component.exists():
-        return report("skip", f"{preset}.exports", "the component is not built") & \
-            report("skip", f"{preset}.imports", "the component is not built")
-    dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", component], check=True, capture_output=True,
+def check_server(name, file, expected):
+    """Exports, imports and protection of one server file."""
+    if not file.exists():
+        return report("skip", name, f"{file.name} is not built")
+    dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", file], check=True, capture_output=True,
                           text=True).stdout
     table = dump.split("[Ordinal/Name Pointer] Table", 1)
     exports = re.findall(r"^\s*\[\s*\d+\]\s+(?:\+base\[\s*\d+\]\s+)?(?:[0-9a-f]+\s+)?(\S+)$", table[1].split("\n\n")[0],
                          re.MULTILINE) if len(table) == 2 else []
-    imports = {name.lower() for name in re.findall(r"DLL Name: (\S+)", dump)}
-    good = compare(f"{preset}.exports", exports, DECORATED + SERVER)
-    foreign = sorted(imports - SYSTEM_LIBRARIES)
-    return report("fail", f"{preset}.imports", f"not part of the system: {foreign}") and good if foreign else \
-        report("pass", f"{preset}.imports") and good
+    good = compare(f"{name}.exports", exports, expected)
+    foreign = sorted({found.lower() for found in re.findall(r"DLL Name: (\S+)", dump)} - SYSTEM_LIBRARIES)
+    good = report("fail" if foreign else "pass", f"{name}.imports", f"not part of the system: {foreign}" if foreign else "") \
+        and good
+    # Placed at random, and no data run as code.
+    missing = [flag for flag in ("DYNAMIC_BASE", "NX_COMPAT") if flag not in dump]
+    return report("fail" if missing else "pass", f"{name}.protection", f"missing: {missing}" if missing else "") and good
+
+
+def check_windows(preset):
+    folder = BUILD / preset / "filter/directshow"
+    good = check_server(preset, folder / "TVDicRd2.ax", DECORATED + SERVER)
+    return check_server(f"{preset}.grey", folder / "TVGreyDisplay.ax", SERVER) and good
 
 
 def check_native():
