@@ -168,6 +168,29 @@ TEST_F(Downstream, ASeekFreesAWorkerThatDownstreamHolds)
     EXPECT_TRUE(last.discontinuity);
 }
 
+// Without the flush the worker goes on: what downstream holds stays, and the new position follows it.
+TEST_F(Downstream, ASeekWithoutAFlushChangesWhatComesNext)
+{
+    ASSERT_EQ(Connect(false), S_OK);
+    input_.msPerSample = 50;
+    ASSERT_EQ(filter_->Run(0), S_OK);
+    while (input_.Samples().empty()) Sleep(1);
+    const auto seeking = Query<IMediaSeeking>(output_.Get(), IID_IMediaSeeking);
+    LONGLONG position = 3;
+    EXPECT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    EXPECT_EQ(
+        seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning | AM_SEEKING_NoFlush, nullptr, 0),
+        S_OK);
+    ASSERT_TRUE(input_.WaitForEnd());
+    const std::vector<RecordedSample> samples = input_.Samples();
+    ASSERT_GE(samples.size(), 3u);
+    const RecordedSample& next = samples[samples.size() - 2];
+    EXPECT_EQ(next.mediaStart, 3);
+    EXPECT_EQ(next.start, 0);
+    EXPECT_TRUE(next.discontinuity);
+    EXPECT_EQ(input_.flushes, 0);
+}
+
 TEST_F(Downstream, SeekRateAndStopStormsWhileItStreamsNeverBlock)
 {
     ASSERT_EQ(Connect(false), S_OK);
