@@ -19,9 +19,10 @@ class AboutPage final : public PropertyPage
     // Several builds may be registered beside each other: which one this is shows here.
     void FillControls() override
     {
-        const std::string version =
-            std::string("Version " TALV_VERSION_TEXT ", ") + std::to_string(8 * sizeof(void*)) + " bits";
-        SetWindowTextA(Control(IDC_VERSION), version.c_str());
+        char version[64] = {};
+        GetWindowTextA(Control(IDC_VERSION), version, sizeof(version));
+        const std::string line = version + std::string(", ") + std::to_string(8 * sizeof(void*)) + " bits";
+        SetWindowTextA(Control(IDC_VERSION), line.c_str());
         wchar_t path[MAX_PATH + 1] = {};
         if (GetServerPath(path)) SetWindowTextW(Control(IDC_SERVER_FILE), path);
     }
