@@ -191,6 +191,25 @@ TEST_F(Downstream, ASeekWithoutAFlushChangesWhatComesNext)
     EXPECT_EQ(input_.flushes, 0);
 }
 
+// A host may stop the filter from where it takes the samples.
+TEST_F(Downstream, ItMayStopTheFilterOnTheWorkersThread)
+{
+    ASSERT_EQ(Connect(false), S_OK);
+    input_.onSample = [&] { EXPECT_EQ(filter_->Stop(), S_OK); };
+    for (size_t round = 1; round <= 3; ++round) {
+        ASSERT_EQ(filter_->Run(0), S_OK);
+        while (input_.Samples().size() < round) Sleep(1);
+        Sleep(20);
+        EXPECT_EQ(input_.Samples().size(), round);
+        EXPECT_EQ(filter_->Stop(), S_OK);
+    }
+    input_.onSample = nullptr;
+    const size_t before = input_.Samples().size();
+    ASSERT_EQ(filter_->Run(0), S_OK);
+    ASSERT_TRUE(input_.WaitForEnd());
+    EXPECT_EQ(input_.Samples().size() - before, 5u);
+}
+
 TEST_F(Downstream, SeekRateAndStopStormsWhileItStreamsNeverBlock)
 {
     ASSERT_EQ(Connect(false), S_OK);
