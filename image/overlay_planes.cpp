@@ -68,27 +68,37 @@ void SetPixel(uint8_t* row, uint32_t x, int32_t bitsPerPixel, uint32_t white)
     for (uint32_t i = 0; i < bytes; ++i) row[size_t{x} * bytes + i] = static_cast<uint8_t>(white >> (8 * i));
 }
 
+/// Where the part of `count` points that lies inside a picture's `size` begins and ends, the first point
+/// being at `start`.
+struct Visible
+{
+    Visible(int32_t start, uint32_t count, int32_t size)
+        : begin(std::max(0, -start)), end(std::min(static_cast<int32_t>(count), size - start))
+    {}
+    int32_t begin, end;
+};
+
 DicomStatus DrawPlane(DicomDataSet* dataSet, const Plane& plane, ImageBitmap* bitmap)
 {
-    const uint32_t white = WhiteOf(*bitmap);
-    std::vector<uint8_t> row(bitmap->bytesPerLine);
-    std::vector<uint16_t> words(plane.columns / 16 + 2);
-    for (uint32_t y = 0; y < plane.rows; ++y) {
-        const int32_t at = plane.top + static_cast<int32_t>(y);
-        if (at < 0 || at >= bitmap->height) continue;
-        const uint64_t first = plane.firstBit + uint64_t{y} * plane.columns;
+    const uint32_t white = WhiteOf(*bitmap), length = bitmap->bytesPerLine;
+    const Visible lines(plane.top, plane.rows, bitmap->height),
+        points(plane.left, plane.columns, bitmap->width);
+    if (points.begin >= points.end) return kDicomOk;
+    std::vector<uint8_t> row(length);
+    std::vector<uint16_t> words(static_cast<size_t>(points.end - points.begin) / 16 + 2);
+    for (int32_t y = lines.begin; y < lines.end; ++y) {
+        const uint64_t first =
+            plane.firstBit + static_cast<uint64_t>(y) * plane.columns + static_cast<uint64_t>(points.begin);
         const size_t read = ReadValueWords(dataSet, plane.data, first / 16 * 2, words.data(), words.size());
-        const uint32_t length = bitmap->bytesPerLine;
-        if (GetBitmapRow(bitmap, row.data(), at, length) != static_cast<int32_t>(length))
+        if (read == 0) break;
+        if (GetBitmapRow(bitmap, row.data(), plane.top + y, length) != static_cast<int32_t>(length))
             return kDicomShortWrite;
-        for (uint32_t x = 0; x < plane.columns; ++x) {
-            const uint64_t bit = first % 16 + x;
-            const int32_t column = plane.left + static_cast<int32_t>(x);
-            if (bit / 16 >= read || column < 0 || column >= bitmap->width) continue;
-            if ((words[bit / 16] >> (bit % 16) & 1) != 0)
-                SetPixel(row.data(), static_cast<uint32_t>(column), bitmap->bitsPerPixel, white);
+        for (int32_t x = points.begin; x < points.end; ++x) {
+            const uint64_t bit = first % 16 + static_cast<uint64_t>(x - points.begin);
+            if (bit / 16 < read && (words[bit / 16] >> (bit % 16) & 1) != 0)
+                SetPixel(row.data(), static_cast<uint32_t>(plane.left + x), bitmap->bitsPerPixel, white);
         }
-        if (PutBitmapRow(bitmap, row.data(), at, length) != static_cast<int32_t>(length))
+        if (PutBitmapRow(bitmap, row.data(), plane.top + y, length) != static_cast<int32_t>(length))
             return kDicomShortWrite;
     }
     return kDicomOk;
