@@ -35,6 +35,18 @@ void J2kBlockDecoder::Decode(const J2kBlockJob& job, const J2kBlockSegment* segm
 {
     static J2kPassDecoder* const decodePasses = BestPassDecoder();
     decodePasses(job, segments, segmentCount, Prepare(job.width, job.height));
+    if (job.regionShift != 0) UndoRegionShift(job);
+}
+
+// Maximum-shift regions of interest: what lies above the shift belongs to the region (T.800 H.1).
+void J2kBlockDecoder::UndoRegionShift(const J2kBlockJob& job)
+{
+    const int stripes = (job.height + 3) / 4, above = job.regionShift + FractionBits(job.planes);
+    for (int i = 0; i < stripes * StripeStep(job.width); ++i) {
+        uint32_t& sample = samples_[static_cast<size_t>(i)];
+        const uint32_t magnitude = sample & 0x7FFFFFFF;
+        if (magnitude >> above != 0) sample = (sample & 0x80000000) | magnitude >> job.regionShift;
+    }
 }
 
 J2kBlockMemory J2kBlockDecoder::Prepare(int width, int height)

@@ -38,7 +38,8 @@ struct J2kBlockJob
     int width, height;  ///< 1..1024, at most 4096 coefficients
     int orientation;    ///< 0 LL, 1 HL, 2 LH, 3 HH
     uint8_t style;
-    int planes;  ///< coded bit planes, at most kMaxBlockPlanes
+    int planes;       ///< coded bit planes, at most kMaxBlockPlanes
+    int regionShift;  ///< of a region of interest, 0 for none
 };
 
 /// Maps, flags and coefficients of a block while it is decoded; see j2k_block_passes.h.
@@ -78,6 +79,7 @@ class J2kBlockDecoder
 
   private:
     J2kBlockMemory Prepare(int width, int height);
+    void UndoRegionShift(const J2kBlockJob& job);
 
     std::vector<uint32_t> samples_;
     std::vector<uint64_t> words_;
