@@ -4,15 +4,13 @@
 #include "platform/cpu.h"
 
 namespace talv {
-namespace {
-J2kPassDecoder* BestPassDecoder()
+J2kPassDecoder* BestJ2kPassDecoder()
 {
 #if defined(__x86_64__) || defined(__i386__)
     if (DetectedSimdLevel() >= SimdLevel::avx2) return DecodeJ2kPassesAvx2;
 #endif
     return DecodeJ2kPassesPlain;
 }
-}  // namespace
 
 void DecodeJ2kPassesPlain(const J2kBlockJob& job, const J2kBlockSegment* segments, size_t segmentCount,
                           const J2kBlockMemory& memory)
@@ -29,12 +27,13 @@ int PassesInSegment(uint8_t style, int firstPass)
 }
 
 // The narrowest and longest block, 4 x 1024, takes the most: one word and 18 columns a stripe.
-J2kBlockDecoder::J2kBlockDecoder() : samples_(256 * 64), words_(258 * (3 * 3 + 18)) {}
+J2kBlockDecoder::J2kBlockDecoder(J2kPassDecoder* decodePasses)
+    : decodePasses_(decodePasses), samples_(256 * 64), words_(258 * (3 * 3 + 18))
+{}
 
 void J2kBlockDecoder::Decode(const J2kBlockJob& job, const J2kBlockSegment* segments, size_t segmentCount)
 {
-    static J2kPassDecoder* const decodePasses = BestPassDecoder();
-    decodePasses(job, segments, segmentCount, Prepare(job.width, job.height));
+    decodePasses_(job, segments, segmentCount, Prepare(job.width, job.height));
     if (job.regionShift != 0) UndoRegionShift(job);
 }
 

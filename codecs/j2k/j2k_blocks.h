@@ -58,13 +58,14 @@ struct J2kBlockMemory
 using J2kPassDecoder = void(const J2kBlockJob&, const J2kBlockSegment*, size_t, const J2kBlockMemory&);
 /// The same passes compiled for any processor and for one with the bit instructions that come with AVX2.
 J2kPassDecoder DecodeJ2kPassesPlain, DecodeJ2kPassesAvx2;
+J2kPassDecoder* BestJ2kPassDecoder();
 
 /// Working memory of one thread.
 class J2kBlockDecoder
 {
   public:
     /// Throws std::bad_alloc; nothing else does.
-    J2kBlockDecoder();
+    explicit J2kBlockDecoder(J2kPassDecoder* decodePasses = BestJ2kPassDecoder());
 
     /// Decodes the segments. Afterwards `Samples` holds sign in bit 31 and magnitude below; the magnitude has
     /// `FractionBits` bits below the integer and lies in the middle of its interval of uncertainty.
@@ -81,6 +82,7 @@ class J2kBlockDecoder
     J2kBlockMemory Prepare(int width, int height);
     void UndoRegionShift(const J2kBlockJob& job);
 
+    J2kPassDecoder* decodePasses_;
     std::vector<uint32_t> samples_;
     std::vector<uint64_t> words_;
 };
