@@ -69,7 +69,7 @@ J2kBlockMemory J2kBlockDecoder::Prepare(int width, int height)
     m.samples = samples_.data();
     const int lastWidth = width - 16 * (m.groups - 1), lastHeight = height - 4 * (m.stripes - 1);
     m.lastColumns = lastWidth == 16 ? ~uint64_t{0} : (uint64_t{1} << 4 * lastWidth) - 1;
-    m.lastRows = 0x1111111111111111 * ((1u << lastHeight) - 1);
+    m.lastRows = uint64_t{0x1111111111111111} * ((1u << lastHeight) - 1);
     return m;
 }
 }  // namespace talv

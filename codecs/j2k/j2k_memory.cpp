@@ -1,5 +1,6 @@
 #include "codecs/j2k/j2k_memory.h"
 
+#include <algorithm>
 #include <array>
 #include <mutex>
 #include <new>
@@ -33,18 +34,19 @@ class KeptMemory
         return nullptr;
     }
 
-    /// Keeps a piece where the limit allows it; a piece of before goes when the places are taken.
+    /// Keeps a piece where the limit allows it; when the places are taken, the smallest one goes.
     void Give(void* memory, size_t bytes)
     {
         void* dropped = memory;
         {
             const std::lock_guard lock(mutex_);
-            Piece& place = pieces_[next_];
-            if (kept_ - place.bytes + bytes <= kKeptBytes) {
+            Piece& place =
+                *std::min_element(pieces_.begin(), pieces_.end(),
+                                  [](const Piece& a, const Piece& b) { return a.bytes < b.bytes; });
+            if (place.bytes < bytes && kept_ - place.bytes + bytes <= kKeptBytes) {
                 dropped = place.memory;
                 kept_ += bytes - place.bytes;
                 place = {memory, bytes};
-                next_ = (next_ + 1) % pieces_.size();
             }
         }
         ::operator delete(dropped, kAlignment);
@@ -60,7 +62,7 @@ class KeptMemory
     // Guards all below; held for a few instructions.
     std::mutex mutex_;
     std::array<Piece, 8> pieces_;
-    size_t next_ = 0, kept_ = 0;
+    size_t kept_ = 0;
 };
 
 KeptMemory kept;

@@ -86,9 +86,7 @@ class TileDecoder
         if (int32_t status = ListBlocks(); status < 0) return status;
         if (int32_t status = MakeCoefficients(); status < 0) return status;
         DecodeBlocks();
-        for (const J2kTileComponent& component : tile_.components) {
-            if (!component.rect.Empty()) ReconstructJ2kComponent(component, workers_);
-        }
+        ReconstructJ2kComponents(tile_.components, workers_);
         return kCodecOk;
     }
 
