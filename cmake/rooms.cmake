@@ -58,8 +58,9 @@ function(talv_codec_host target)
   else()
     target_link_options(${target} PRIVATE
       -Wl,-u,fltLoadBufferCMP -Wl,-u,fltSaveBufferCMP -Wl,-u,fltJ2KDecompressFrame)
-    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
   endif()
+  # Without this, an executable's export list is left aside.
+  set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
   target_link_libraries(${target} PRIVATE talv_codecs)
 endfunction()
 

@@ -11,6 +11,7 @@ namespace talv {
 namespace {
 constexpr uint32_t kWholeValueLimit = 4096;  // longer values are shown by their first bytes and never loaded
 constexpr size_t kHeadBytes = 32;
+constexpr uint32_t kTagSpecificCharacterSet = 0x00080005;
 
 /// The first bytes of a value, in the order of the file.
 std::string HeadText(DicomDataSet* dataSet, const DicomElement& element, size_t bytes)
@@ -80,11 +81,31 @@ std::string ValueText(DicomDataSet* dataSet, DicomElement* element, bool full)
     if (size == 0) return dataSet->GetValueCount(element) == 0 && element->length > 0 ? "(unreadable)" : "";
     std::vector<char> buffer(size + 1);
     dataSet->FormatValueText(element, buffer.data());
-    std::string text = PrintableText(buffer.data());
+    std::string text = PrintableText(TextInUtf8(dataSet, buffer.data()));
     if (element->vr == MakeVr('U', 'I'))
         if (const char* name = FindUidName(buffer.data()); name != nullptr) text += std::string(" ") + name;
     dataSet->ReleaseValues(element);
     return text;
+}
+
+std::string TextInUtf8(DicomDataSet* dataSet, const std::string& text)
+{
+    const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    if (std::all_of(text.begin(), text.end(), isAscii)) return text;
+    char characterSet[16] = {};
+    dataSet->GetTagValue(nullptr, kTagSpecificCharacterSet, characterSet, 0, sizeof characterSet - 1, 0);
+    if (std::string_view(characterSet) != "ISO_IR 100") return text;
+    std::string utf8;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (isAscii(c)) {
+            utf8 += c;
+            continue;
+        }
+        utf8 += static_cast<char>(0xC0 | byte >> 6);
+        utf8 += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+    return utf8;
 }
 
 std::string PathWords(const DicomElement& element)

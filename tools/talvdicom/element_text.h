@@ -16,6 +16,9 @@ bool IsBinary(const DicomElement& element);
 /// One line: the first bytes of a binary value (with `full` many of them), the text of another; a value of
 /// more than 4096 bytes by its head, unless `full` asks for its text.
 std::string ValueText(DicomDataSet* dataSet, DicomElement* element, bool full);
+/// `text` of this data set in UTF-8, where its Specific Character Set is Latin-1 (PS3.3 C.12.1.1.2); texts of
+/// other character sets come back as they are.
+std::string TextInUtf8(DicomDataSet* dataSet, const std::string& text);
 /// Where a nested element stands: the tags of the sequences around it with the numbers of their items,
 /// "(0008,1140)[2]."; empty at the top level.
 std::string PathWords(const DicomElement& element);

@@ -54,9 +54,10 @@ Json Values(DicomDataSet* dataSet, DicomElement* element)
         }
     } else if (element->vr == MakeVr('P', 'N')) {
         char** const names = dataSet->GetStrings(element, 0, all);
-        for (uint32_t i = 0; names != nullptr && i < all; ++i) list.push_back({{"Alphabetic", names[i]}});
+        for (uint32_t i = 0; names != nullptr && i < all; ++i)
+            list.push_back({{"Alphabetic", TextInUtf8(dataSet, names[i])}});
     } else if (char** const texts = dataSet->GetStrings(element, 0, all); texts != nullptr) {
-        for (uint32_t i = 0; i < all; ++i) list.push_back(texts[i]);
+        for (uint32_t i = 0; i < all; ++i) list.push_back(TextInUtf8(dataSet, texts[i]));
     } else if (element->vr == MakeVr('U', 'S')) {
         const uint16_t* const words = dataSet->GetWords(element, 0, all);
         for (uint32_t i = 0; words != nullptr && i < all; ++i) list.push_back(words[i]);
@@ -65,10 +66,15 @@ Json Values(DicomDataSet* dataSet, DicomElement* element)
         for (uint32_t i = 0; longs != nullptr && i < all; ++i)
             list.push_back(static_cast<uint32_t>(longs[i]));
     } else {
+        const bool isReal = element->vr == MakeVr('D', 'S') || element->vr == MakeVr('F', 'D') ||
+                            element->vr == MakeVr('F', 'L');
         for (uint32_t i = 0; i < all; ++i) {
             int32_t integer = 0;
+            int64_t large = 0;
             double real = 0;
-            if (dataSet->GetInteger(element, i, &integer))
+            if (dataSet->GetIntegerString64(element, i, &large))
+                list.push_back(large);
+            else if (!isReal && dataSet->GetInteger(element, i, &integer))
                 list.push_back(integer);
             else if (dataSet->GetReal(element, i, &real) && std::isfinite(real))
                 list.push_back(real);

@@ -1,7 +1,9 @@
+// clang-format off
+#include <windows.h>  // the others build on it
+// clang-format on
 #include <fcntl.h>
 #include <io.h>
 #include <shellapi.h>
-#include <windows.h>
 
 #include <atomic>
 #include <cstdlib>
