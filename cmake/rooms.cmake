@@ -59,8 +59,7 @@ function(talv_codec_host target)
     target_link_options(${target} PRIVATE
       -Wl,-u,fltLoadBufferCMP -Wl,-u,fltSaveBufferCMP -Wl,-u,fltJ2KDecompressFrame)
   endif()
-  # Without this, an executable's export list is left aside.
-  set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
+  set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)  # without it a program's export list is ignored
   target_link_libraries(${target} PRIVATE talv_codecs)
 endfunction()
 

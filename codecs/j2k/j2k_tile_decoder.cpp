@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "codecs/j2k/j2k_blocks.h"
+#include "codecs/j2k/j2k_mq.h"
 #include "codecs/j2k/j2k_status.h"
 #include "codecs/j2k/j2k_wavelet.h"
 
@@ -38,38 +39,26 @@ int BlockPlanes(const BlockWork& work)
     return work.band->planes + work.component->style.regionShift - work.block->zeroPlanes;
 }
 
-/// Gathers the chunks of a block into codeword segments; segments in several pieces are joined.
+/// Gathers the chunks of a block into codeword segments, each in one piece and with what the arithmetic
+/// decoder wants around it.
 void GatherSegments(const std::vector<J2kChunk>& chunks, const BlockWork& work, BlockThread* thread)
 {
     thread->segments.clear();
     thread->joined.clear();
-    thread->joined.reserve(static_cast<size_t>(work.bytes));
+    const auto close = [&] { thread->joined.insert(thread->joined.end(), kMqPadding, uint8_t{0xFF}); };
     for (uint32_t i = work.block->firstChunk; i != 0; i = chunks[i - 1].next) {
         const J2kChunk& chunk = chunks[i - 1];
         if (chunk.startsSegment || thread->segments.empty()) {
-            thread->segments.push_back({chunk.data, chunk.size, chunk.passes});
-            continue;
+            if (!thread->segments.empty()) close();
+            thread->joined.push_back(0);
+            thread->segments.push_back({thread->joined.data() + thread->joined.size(), 0, 0});
         }
         J2kBlockSegment& segment = thread->segments.back();
         segment.passes += chunk.passes;
-        if (chunk.size == 0) continue;
-        if (segment.data != nullptr && segment.data + segment.size == chunk.data) {
-            segment.size += chunk.size;
-            continue;
-        }
-        // `joined` never grows beyond what was reserved, so earlier segments keep their addresses.
-        const uint8_t* end = thread->joined.data() + thread->joined.size();
-        if (segment.size == 0) {
-            segment.data = chunk.data;
-        } else {
-            if (segment.data + segment.size != end) {
-                thread->joined.insert(thread->joined.end(), segment.data, segment.data + segment.size);
-                segment.data = end;
-            }
-            thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
-        }
         segment.size += chunk.size;
+        thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
     }
+    close();
 }
 
 /// Maximum-shift regions of interest: what lies above the shift belongs to the region (T.800 H.1).
@@ -87,12 +76,13 @@ void StoreRows(const uint32_t* samples, const BlockWork& work, T* coefficients, 
     T* row = coefficients +
              static_cast<size_t>(band.firstRow + block.y * band.rowStep) * work.component->stride +
              static_cast<size_t>(band.firstColumn) + block.x;
+    const int stripeStep = J2kBlockDecoder::StripeStep(block.width);
     for (int y = 0; y < block.height; y += 4) {
         const int rows = std::min(4, block.height - y);
         for (int r = 0; r < rows; ++r, row += step) {
             for (int x = 0; x < block.width; ++x) row[x] = value(samples[4 * x + r]);
         }
-        samples += 4 * block.width;
+        samples += stripeStep;
     }
 }
 
@@ -203,8 +193,9 @@ class TileDecoder
         for (const BlockWork& work : blocks_) longest = std::max(longest, work.bytes);
         std::vector<BlockThread> threads(workers_.Count());
         for (BlockThread& thread : threads) {
-            thread.segments.reserve(256);
-            thread.joined.reserve(static_cast<size_t>(longest));
+            // A block has at most 164 passes, and so many segments; they keep their places.
+            thread.segments.reserve(kMaxBlockPasses);
+            thread.joined.reserve(static_cast<size_t>(longest) + kMaxBlockPasses * (1 + kMqPadding));
         }
         const auto decode = [&](size_t i, unsigned number) {
             const BlockWork& work = blocks_[i];

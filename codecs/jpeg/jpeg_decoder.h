@@ -71,12 +71,12 @@ struct Component
     int stride = 0;    ///< samples between rows of the plane
     std::unique_ptr<uint8_t[]> planeBytes;
     void* plane = nullptr;                    ///< `ringBands` MCU rows of samples, 8 or 16 bits each
-    std::unique_ptr<int16_t[]> coefficients;  ///< 64 a block in stream order, when there are several scans
-    std::unique_ptr<uint64_t[]> nonZero;      ///< bit k of a block: coefficient k is not 0
+    std::unique_ptr<int16_t[]> coefficients;  ///< 64 a block in natural order, when there are several scans
+    std::unique_ptr<uint64_t[]> nonZero;      ///< a map for each block of the AC coefficients that are not 0
     int8_t lowestBit[64] = {};  ///< progressive: Al of the last scan of each coefficient, -1 none
 
     bool scanned = false;
-    uint16_t quant[64] = {};  ///< as it was when the component's first scan began, in stream order
+    uint16_t quant[64] = {};  ///< as it was when the component's first scan began, in natural order
     int32_t prediction = 0;   ///< DC
     int pointTransform = 0;   ///< lossless
 };
@@ -155,7 +155,6 @@ struct JpegDecoder
     BitReader reader;
     int nextRestart = 0;
     int unitsToRestart = 0;
-    uint32_t endOfBandRun = 0;
     int64_t workLeft = 0;
     SymbolTable dcTables[4];
     SymbolTable acTables[4];

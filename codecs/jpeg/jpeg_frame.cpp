@@ -91,7 +91,7 @@ void FreezeQuantTables(JpegDecoder* d)
         Component& c = d->components[d->scan.component[i]];
         if (c.scanned || d->process == Process::lossless) continue;
         c.scanned = true;
-        std::copy_n(d->quant[c.quantTable], 64, c.quant);
+        for (int k = 0; k < 64; ++k) c.quant[kZigzagToNatural[k]] = d->quant[c.quantTable][k];
     }
 }
 
@@ -168,7 +168,6 @@ void StartScan(JpegDecoder* d)
     d->reader.Start(d->source + d->position, d->End());
     d->nextRestart = 0;
     d->unitsToRestart = d->restartInterval;
-    d->endOfBandRun = 0;
     for (Component& c : d->components) c.prediction = 0;
 }
 
@@ -191,7 +190,6 @@ void Restart(JpegDecoder* d)
     const int expected = d->nextRestart;
     d->nextRestart = (d->nextRestart + 1) & 7;
     d->unitsToRestart = d->restartInterval;
-    d->endOfBandRun = 0;
     for (Component& c : d->components) c.prediction = 0;
     const uint8_t* at = d->reader.next;
     for (;;) {
@@ -201,11 +199,9 @@ void Restart(JpegDecoder* d)
             at += 2;  // a marker that comes a second time
             continue;
         }
-        d->reader.Start(at, d->End());
-        if (ahead == -1 || ahead == 1 || ahead == 2)
-            d->reader.Abandon();  // nothing of this interval is there
-        else
-            d->reader.next += 2;
+        const bool missing = ahead == -1 || ahead == 1 || ahead == 2;
+        d->reader.Start(missing ? at : at + 2, d->End());
+        if (missing) d->reader.Abandon();  // nothing of this interval is there
         return;
     }
 }

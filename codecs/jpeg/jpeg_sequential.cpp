@@ -7,8 +7,8 @@ void BuildTables(JpegDecoder* d)
 {
     for (int i = 0; i < d->scan.count; ++i) {
         const Component& c = d->components[d->scan.component[i]];
-        d->dcTables[c.dcTable].Build(d->dcSpecs[c.dcTable], true);
-        d->acTables[c.acTable].Build(d->acSpecs[c.acTable], false);
+        d->dcTables[c.dcTable].Build(d->dcSpecs[c.dcTable], SymbolUse::dc);
+        d->acTables[c.acTable].Build(d->acSpecs[c.acTable], SymbolUse::ac);
     }
 }
 
@@ -59,15 +59,14 @@ void DecodeMcuRow(JpegDecoder* d, const McuBlock* list, int count)
             uint32_t positions = 0;
             int32_t dc = c.prediction;
             if (!overrun) [[likely]] {
-                const uint16_t* quant = c.quant;
                 dc = TakeBlock(reader, *place.dc, *place.ac, c.prediction, [&](int k, int16_t value) {
                     const uint32_t natural = kZigzagToNatural[k];
                     positions |= natural;
-                    block[natural] = static_cast<int16_t>(value * quant[k]);
+                    block[natural] = value;
                 });
             }
-            block[0] = static_cast<int16_t>(static_cast<uint32_t>(dc) * c.quant[0]);
-            queue.Push(d->kernels, positions, out, c.stride);
+            block[0] = static_cast<int16_t>(dc);
+            queue.PushOwn(d->kernels, positions, c.quant, out, c.stride);
         }
     }
     queue.Flush(d->kernels);
@@ -98,16 +97,12 @@ void Reconstruct(JpegDecoder* d)
                 Sample* out = PlaneRow<Sample>(*d, c, row * c.bandRows + v * 8);
                 ptrdiff_t index = static_cast<ptrdiff_t>(row * c.v + v) * c.unitsPerRow;
                 for (int x = 0; x < c.unitsPerRow; ++x, ++index, out += 8) {
-                    const int16_t* stored = &c.coefficients[static_cast<size_t>(index) * 64];
-                    int16_t* block = queue.Block();
-                    uint32_t positions = 0;
-                    for (uint64_t left = c.nonZero[static_cast<size_t>(index)]; left != 0; left &= left - 1) {
-                        const int k = __builtin_ctzll(left);
-                        const uint32_t natural = kZigzagToNatural[k];
-                        positions |= natural;
-                        block[natural] = static_cast<int16_t>(stored[k] * c.quant[k]);
-                    }
-                    queue.Push(d->kernels, positions, out, c.stride);
+                    const int16_t* block = &c.coefficients[static_cast<size_t>(index) * 64];
+                    const uint64_t nonZero = c.nonZero[static_cast<size_t>(index)];
+                    if ((nonZero & ~MapBit(0)) == 0)
+                        queue.Fill(block[0], c.quant, out, c.stride);
+                    else
+                        queue.Push(d->kernels, block, (nonZero & ~kLowMap) == 0, c.quant, out, c.stride);
                 }
             }
             queue.Flush(d->kernels);
@@ -137,10 +132,10 @@ void DecodeStoredScan(JpegDecoder* d)
         uint64_t nonZero = 0;
         block[0] = static_cast<int16_t>(TakeBlock(reader, d->dcTables[c.dcTable], d->acTables[c.acTable],
                                                   c.prediction, [&](int k, int16_t value) {
-                                                      block[k] = value;
-                                                      nonZero |= uint64_t{value != 0} << k;
+                                                      block[kZigzagToNatural[k]] = value;
+                                                      nonZero |= MapBit(k);
                                                   }));
-        c.nonZero[static_cast<size_t>(index)] = nonZero | uint64_t{block[0] != 0};
+        c.nonZero[static_cast<size_t>(index)] = nonZero;
     });
     d->reader = reader;
 }

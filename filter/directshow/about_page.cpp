@@ -7,7 +7,9 @@ namespace {
 class AboutPage final : public PropertyPage
 {
   public:
-    explicit AboutPage(IUnknown* outer) : PropertyPage(outer, IDD_ABOUT_PAGE, IDS_ABOUT_TITLE, "About") {}
+    explicit AboutPage(IUnknown* outer)
+        : PropertyPage(outer, IDD_ABOUT_PAGE, IDS_ABOUT_TITLE, IDS_ABOUT_NAME, "About")
+    {}
 
   private:
     HRESULT TakeObject(IUnknown*) override { return S_OK; }

@@ -25,7 +25,7 @@ std::wstring TextOf(HWND control)
 }  // namespace
 
 SettingsPage::SettingsPage(IUnknown* outer)
-    : PropertyPage(outer, IDD_SETTINGS_PAGE, IDS_PAGE_TITLE, kHelpTopic)
+    : PropertyPage(outer, IDD_SETTINGS_PAGE, IDS_PAGE_TITLE, IDS_PAGE_NAME, kHelpTopic)
 {
     const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_UPDOWN_CLASS | ICC_WIN95_CLASSES};
     InitCommonControlsEx(&controls);

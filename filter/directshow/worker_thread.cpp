@@ -3,6 +3,11 @@
 #include <objbase.h>
 
 namespace talv {
+namespace {
+// Downstream's filters run on this stack too, and the host's own choice may be a small one.
+constexpr SIZE_T kStackSize = 1 << 20;
+}  // namespace
+
 WorkerThread::WorkerThread()
     : posted_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       taken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
@@ -24,7 +29,8 @@ bool WorkerThread::Start(Body body, void* context)
     ResetEvent(taken_);
     body_ = body;
     context_ = context;
-    thread_ = CreateThread(nullptr, 0, &WorkerThread::Run, this, 0, &threadId_);
+    thread_ = CreateThread(nullptr, kStackSize, &WorkerThread::Run, this, STACK_SIZE_PARAM_IS_A_RESERVATION,
+                           &threadId_);
     return thread_ != nullptr;
 }
 
