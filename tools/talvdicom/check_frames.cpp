@@ -83,7 +83,7 @@ void FrameChecks::Native()
         Add(Grade::warning, TagWords(kTagPixelData), "compressed, but not in fragments: taken as one frame");
         return;
     }
-    const uint64_t stray = pixels_->length % description.frameSize;
+    const uint64_t stray = description.frameSize > 0 ? pixels_->length % description.frameSize : 0;
     if (pixels_->length > description.frameSize && stray > 1)
         Add(Grade::note, TagWords(kTagPixelData),
             std::to_string(stray) + " bytes behind the last whole frame");

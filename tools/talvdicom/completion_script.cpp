@@ -8,12 +8,22 @@ std::vector<const CLI::App*> Commands(const CommandLine& line)
     return {all.begin(), all.end()};
 }
 
+/// The options that are worth completing; help is one of every command.
+std::vector<const CLI::Option*> Options(const CLI::App& app)
+{
+    std::vector<const CLI::Option*> options;
+    for (const CLI::Option* option : app.get_options())
+        if (!option->get_positional() && !option->get_lnames().empty() &&
+            (app.get_parent() == nullptr || option->get_lnames()[0] != "help"))
+            options.push_back(option);
+    return options;
+}
+
 /// Names of the options of `app`: "-y", "--overwrite".
 std::vector<std::string> OptionNames(const CLI::App& app)
 {
     std::vector<std::string> names;
-    for (const CLI::Option* option : app.get_options()) {
-        if (option->get_positional()) continue;
+    for (const CLI::Option* option : Options(app)) {
         for (const std::string& name : option->get_snames()) names.push_back("-" + name);
         for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
     }
@@ -88,8 +98,7 @@ std::string ZshText(const std::string& text)
 std::string ZshOptions(const CLI::App& app)
 {
     std::string lines;
-    for (const CLI::Option* option : app.get_options()) {
-        if (option->get_positional() || option->get_lnames().empty()) continue;
+    for (const CLI::Option* option : Options(app)) {
         const std::string& name = option->get_lnames()[0];
         std::string value;
         if (option->get_expected_max() > 0) value = ":" + ZshText(option->get_type_name()) + ":";
@@ -129,8 +138,7 @@ std::string FishText(const std::string& text)
 
 void FishOptions(const CLI::App& app, const std::string& condition, std::string* script)
 {
-    for (const CLI::Option* option : app.get_options()) {
-        if (option->get_positional() || option->get_lnames().empty()) continue;
+    for (const CLI::Option* option : Options(app)) {
         const std::string& name = option->get_lnames()[0];
         *script += "complete -c talvdicom" + condition + " -l " + name;
         if (!option->get_snames().empty()) *script += " -s " + option->get_snames()[0];

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 #include "dicom/reader.h"
@@ -13,7 +12,7 @@
 namespace talv {
 namespace {
 constexpr uint32_t kTagRescaleIntercept = 0x00281052, kTagRescaleSlope = 0x00281053;
-constexpr size_t kShownTags = 6, kShownFindings = 5;  // info is one screen
+constexpr size_t kShownTags = 5, kShownFindings = 5;  // info is one screen
 
 /// One line of the answer, cut to the terminal.
 void PrintLine(const char* label, const std::string& text)
@@ -46,8 +45,9 @@ std::string FileWords(const DicomDataSet& dataSet, int64_t bytes)
     std::string words = (dataSet.mode & kModePreamble) != 0 ? "with preamble" : "bare data set";
     words += (dataSet.mode & kModeExplicitVr) != 0 ? ", explicit VR" : ", implicit VR";
     words += (dataSet.mode & kModeBigEndian) != 0 ? ", big endian, " : ", little endian, ";
-    return words + (bytes < 10000 ? std::to_string(bytes) + " bytes"
-                                  : Number(std::round(static_cast<double>(bytes) / 1000)) + " kB");
+    if (bytes < 10'000) return words + std::to_string(bytes) + " bytes";
+    return words + (bytes < 10'000'000 ? std::to_string((bytes + 500) / 1000) + " kB"
+                                       : std::to_string((bytes + 500'000) / 1'000'000) + " MB");
 }
 
 std::string PictureWords(const FileFacts& facts)
