@@ -13,6 +13,7 @@ enum ImageOptions : uint32_t
     kImageModality = 0x2,
     kImageVoi = 0x4,
     kImageSecondMode = 0x8,  ///< remaps build the bitmap's lut instead of rewriting pixels
+    kImageRowsOnly = 0x100,  ///< leaves minValue, maxValue and lut out; the rows and the answer stay the same
 };
 inline constexpr uint32_t kPlayerImageOptions = kImageModality | kImageVoi | kImageSecondMode;
 

@@ -52,6 +52,8 @@ enum MemoryKind : uint32_t
     kMemoryCompressedRows1Bit = 768,
     kMemoryCompressedBlocks = 1024,
     kMemoryCompressedBlocks1 = 1025,
+    kMemoryAnyContent =
+        0x80000000,  ///< beside another kind: the caller writes every byte of every row, so none is cleared
 };
 
 /// Raster descriptor: geometry, depth, colour order, bit range, palette, and where the pixels are kept.

@@ -69,7 +69,7 @@ uint32_t ChooseDisk(uint32_t kind, uint64_t dataSize)
     return tooLarge ? kind | kMemoryDisk : kind;
 }
 
-int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind)
+int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind, bool cleared)
 {
     if (memoryKind == kMemoryCaller) {
         bitmap->storageHandle = nullptr;
@@ -82,7 +82,8 @@ int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind)
     if ((kind & kMemoryCompressedRows) != 0) return BuildCompressedRows(bitmap);
 
     kind = ChooseDisk(kind, bitmap->dataSize);
-    if ((kind & (kMemoryDisk | kMemoryNoTiles128)) == 0 && BuildMappedPixels(bitmap) > 0) return kRasterOk;
+    if ((kind & (kMemoryDisk | kMemoryNoTiles128)) == 0 && BuildMappedPixels(bitmap, cleared) > 0)
+        return kRasterOk;
     if ((kind & (kMemoryNoTiles | kMemoryNoTiles128)) == 0) {
         const MemoryAllowance allowance = QueryMemoryAllowance();
         const uint64_t budget = std::min({allowance.available, allowance.maxInMemory, MaxBitmapBytes()});
@@ -133,12 +134,14 @@ int32_t AllocateBitmap(ImageBitmap* bitmap, uint32_t memoryKind)
 {
     if (int32_t status = CheckDescriptor(bitmap); status < 0) return status;
     if (bitmap->dataSize == 0) return kRasterEmpty;
+    const bool cleared = (memoryKind & kMemoryAnyContent) == 0;
+    memoryKind &= ~uint32_t{kMemoryAnyContent};
     if (!IsMemoryKind(memoryKind)) return kRasterInvalid;
     if ((bitmap->flags & kBitmapAllocated) != 0) return kRasterInvalid;
 
     bitmap->flags &= ~kStorageFlags;
     if (!CreateRemapTable(bitmap)) return kRasterNoMemory;
-    const int32_t status = BuildStorage(bitmap, memoryKind);
+    const int32_t status = BuildStorage(bitmap, memoryKind, cleared);
     if (status < 0) {
         std::free(bitmap->remapTable);
         bitmap->remapTable = nullptr;

@@ -41,7 +41,7 @@ void LiftColumns(const Level<T>& level, int steps, size_t column, Lift lift)
 }
 
 template <class T, class RowWork, class StripWork>
-void ReconstructLevel(const Level<T>& level, J2kWorkers& workers, RowWork rowWork, StripWork stripWork)
+void ReconstructLevel(const Level<T>& level, CodecWorkers& workers, RowWork rowWork, StripWork stripWork)
 {
     const int64_t strips = (level.height + kStripRows - 1) / kStripRows;
     const bool small = level.width * level.height < 16384;
@@ -80,7 +80,7 @@ Level<T> LevelOf(const J2kTileComponent& component, int r, T* coefficients)
             static_cast<int>(resolution.rect.y0 & 1)};
 }
 
-void ReconstructLevel53(const Level<int32_t>& level, J2kWorkers& workers, int32_t* spare, size_t spareSize)
+void ReconstructLevel53(const Level<int32_t>& level, CodecWorkers& workers, int32_t* spare, size_t spareSize)
 {
     const J2kWaveletKernels& kernels = BestJ2kWaveletKernels();
     ReconstructLevel(
@@ -102,7 +102,7 @@ void ReconstructLevel53(const Level<int32_t>& level, J2kWorkers& workers, int32_
         });
 }
 
-void ReconstructLevel97(const Level<float>& level, J2kWorkers& workers, float* spare, size_t spareSize)
+void ReconstructLevel97(const Level<float>& level, CodecWorkers& workers, float* spare, size_t spareSize)
 {
     const J2kWaveletKernels& kernels = BestJ2kWaveletKernels();
     ReconstructLevel(
@@ -136,7 +136,7 @@ const J2kWaveletKernels& BestJ2kWaveletKernels()
 #endif
 }
 
-void ReconstructJ2kComponent(const J2kTileComponent& component, J2kWorkers& workers)
+void ReconstructJ2kComponent(const J2kTileComponent& component, CodecWorkers& workers)
 {
     const size_t spareSize = static_cast<size_t>(component.rect.Width()) + 16;
     // Four bytes hold an element of either kind.

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "codecs/codec_workers.h"
 #include "codecs/j2k/j2k_tile.h"
-#include "codecs/j2k/j2k_workers.h"
 
 namespace talv {
 /// Row operations of the inverse wavelets (T.800 F.3.8). `first` is 0 when a row's first sample has an even
@@ -30,5 +30,5 @@ const J2kWaveletKernels& Avx2J2kWaveletKernels();
 constexpr float kLift97[4] = {0.443506852f, 0.882911076f, -0.052980118f, -1.586134342f};
 
 /// Turns the band coefficients of a tile-component into its samples, in place. Throws std::bad_alloc.
-void ReconstructJ2kComponent(const J2kTileComponent& component, J2kWorkers& workers);
+void ReconstructJ2kComponent(const J2kTileComponent& component, CodecWorkers& workers);
 }  // namespace talv
