@@ -20,7 +20,8 @@
 
 namespace talv {
 namespace {
-int WorstDifference(const ByteVector& a, const ByteVector& b)
+// Inline, for where no packaged codec is there nobody calls them.
+inline int WorstDifference(const ByteVector& a, const ByteVector& b)
 {
     if (a.size() != b.size()) return 256;
     int worst = 0;
@@ -29,7 +30,7 @@ int WorstDifference(const ByteVector& a, const ByteVector& b)
 }
 
 /// Rows without the bytes that fill them up.
-ByteVector Pixels(const Decoded& decoded, int width, int height, size_t bytesPerPixel)
+inline ByteVector Pixels(const Decoded& decoded, int width, int height, size_t bytesPerPixel)
 {
     ByteVector pixels;
     for (int y = 0; y < height; ++y) {
