@@ -6,6 +6,7 @@
 
 #ifdef TALV_OPENJPEG
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -300,6 +301,39 @@ TEST(J2kPeer, EveryBlockStyleDecodesExactly)
         }
         EXPECT_TRUE(picture.rows == expected) << mode;
     }
+}
+
+// The peer does not decode such a stream as it decodes the same packets in another order; the latter is what
+// we are held to.
+TEST(J2kPeer, ProgressionThatLeavesOutTheHighestResolutionEqualsAStreamCutBeforeIt)
+{
+    const PeerFrame frame = Colour();
+    opj_cparameters_t parameters = DefaultPeerParameters(frame);
+    parameters.numresolution = 3;
+    parameters.prog_order = OPJ_RLCP;
+    parameters.tp_on = 1;
+    parameters.tp_flag = 'R';
+    std::vector<uint8_t> cut = EncodeWithPeer(frame, parameters);
+    const uint8_t mark[] = {0xFF, 0x90, 0x00, 0x0A};
+    auto part = cut.begin();
+    for (int i = 0; i < 3; ++i) part = std::search(part + 1, cut.end(), std::begin(mark), std::end(mark));
+    ASSERT_NE(part, cut.end());
+    cut.erase(part, cut.end());
+    cut.insert(cut.end(), {0xFF, 0xD9});
+    Compare(cut, 0, "cut before its third tile-part");
+
+    parameters = DefaultPeerParameters(frame);
+    parameters.numresolution = 3;
+    parameters.numpocs = 1;
+    opj_poc_t& change = parameters.POC[0];
+    change.tile = 1;
+    change.resno1 = 2;
+    change.compno1 = 3;
+    change.layno1 = 1;
+    change.prg1 = OPJ_CPRL;
+    const Picture picture = Decode(EncodeWithPeer(frame, parameters), 83, 70, 24);
+    ASSERT_EQ(picture.status, kCodecOk);
+    EXPECT_TRUE(picture.rows == Decode(cut, 83, 70, 24).rows);
 }
 
 TEST(J2kPeer, ConformanceStreamsDecodeAsThePeerDecodesThem)
