@@ -79,7 +79,7 @@ void StoreBlock(const uint32_t* samples, const BlockWork& work, int fraction)
 class TileDecoder
 {
   public:
-    TileDecoder(J2kTile& tile, J2kWorkers& workers) : tile_(tile), workers_(workers) {}
+    TileDecoder(J2kTile& tile, CodecWorkers& workers) : tile_(tile), workers_(workers) {}
 
     int32_t Decode()
     {
@@ -191,7 +191,7 @@ class TileDecoder
     }
 
     J2kTile& tile_;
-    J2kWorkers& workers_;
+    CodecWorkers& workers_;
     std::vector<BlockWork> blocks_;
     std::vector<uint64_t> covered_;  ///< coefficients of each component that blocks bring
 
@@ -201,7 +201,7 @@ class TileDecoder
 }  // namespace
 
 int32_t DecodeJ2kTile(const J2kCodestream& stream, uint32_t index, const std::vector<J2kPacketSource>& parts,
-                      const J2KDestination& destination, J2kBudget& budget, J2kWorkers& workers,
+                      const J2KDestination& destination, J2kBudget& budget, CodecWorkers& workers,
                       uint64_t* packets)
 {
     J2kTile tile(&budget);

@@ -171,7 +171,7 @@ Scratch MakeScratch(const std::vector<J2kTileComponent>& components, unsigned th
 /// Level `r` of all components of one kind that have it.
 template <class Kind>
 void ReconstructLevel(const std::vector<J2kTileComponent>& components, bool reversible, int r,
-                      const Scratch& scratch, J2kWorkers& workers)
+                      const Scratch& scratch, CodecWorkers& workers)
 {
     using T = typename Kind::Sample;
     struct Part
@@ -223,7 +223,7 @@ const J2kWaveletKernels& BestJ2kWaveletKernels()
 #endif
 }
 
-void ReconstructJ2kComponents(const std::vector<J2kTileComponent>& components, J2kWorkers& workers)
+void ReconstructJ2kComponents(const std::vector<J2kTileComponent>& components, CodecWorkers& workers)
 {
     int levels = 0;
     for (const J2kTileComponent& component : components) levels = std::max(levels, component.style.levels);

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "codecs/codec_workers.h"
 #include "codecs/j2k/j2k_tile.h"
-#include "codecs/j2k/j2k_workers.h"
 
 namespace talv {
 /// Row operations of the inverse wavelets (T.800 F.3.8). `first` is 0 when a row's first sample has an even
@@ -32,5 +32,5 @@ constexpr float kLift97[4] = {0.443506852f, 0.882911076f, -0.052980118f, -1.5861
 
 /// Turns the band coefficients of tile-components into their samples, in place; components without samples
 /// are passed over. Throws std::bad_alloc.
-void ReconstructJ2kComponents(const std::vector<J2kTileComponent>& components, J2kWorkers& workers);
+void ReconstructJ2kComponents(const std::vector<J2kTileComponent>& components, CodecWorkers& workers);
 }  // namespace talv

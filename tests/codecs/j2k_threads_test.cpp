@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "codecs/j2k/j2k_workers.h"
+#include "codecs/codec_workers.h"
 #include "tests/codecs/j2k_test_streams.h"
 
 #ifdef __linux__
@@ -30,10 +30,10 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 
 namespace talv::j2k_test {
 namespace {
-TEST(J2kWorkers, DoEveryItemOnceLoopAfterLoop)
+TEST(CodecWorkers, DoEveryItemOnceLoopAfterLoop)
 {
     for (unsigned count : {1u, 2u, 3u, 7u}) {
-        J2kWorkers workers(count);
+        CodecWorkers workers(count);
         for (size_t items = 0; items < 60; ++items) {
             std::vector<std::atomic<int>> done(items);
             workers.Run(items, [&](size_t i, unsigned thread) {
@@ -46,7 +46,7 @@ TEST(J2kWorkers, DoEveryItemOnceLoopAfterLoop)
 }
 
 #ifdef __linux__
-TEST(J2kWorkers, DoWithoutThreadsThatCannotBeStarted)
+TEST(CodecWorkers, DoWithoutThreadsThatCannotBeStarted)
 {
     const ByteVector stream = Sample("p0_10.j2k");
     const Picture expected = Decode(stream, 256, 256, 24, 1);

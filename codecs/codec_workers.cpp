@@ -1,4 +1,4 @@
-#include "codecs/j2k/j2k_workers.h"
+#include "codecs/codec_workers.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -36,9 +36,9 @@ unsigned WantedThreads(unsigned asked)
 }
 }  // namespace
 
-J2kWorkers::J2kWorkers(unsigned count) : count_(WantedThreads(count)) {}
+CodecWorkers::CodecWorkers(unsigned count) : count_(WantedThreads(count)) {}
 
-J2kWorkers::~J2kWorkers()
+CodecWorkers::~CodecWorkers()
 {
     {
         const std::lock_guard lock(mutex_);
@@ -48,7 +48,7 @@ J2kWorkers::~J2kWorkers()
     for (std::thread& thread : threads_) thread.join();
 }
 
-void J2kWorkers::Start()
+void CodecWorkers::Start()
 {
     started_ = true;
     try {
@@ -62,7 +62,7 @@ void J2kWorkers::Start()
     }
 }
 
-void J2kWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>& work)
+void CodecWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>& work)
 {
     if (count_ > 1 && count > 1 && !started_) Start();
     if (threads_.empty() || count < 2) {
@@ -84,12 +84,12 @@ void J2kWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>& 
     done_.wait(lock, [this] { return busy_ == 0; });
 }
 
-void J2kWorkers::Drain(unsigned thread)
+void CodecWorkers::Drain(unsigned thread)
 {
     for (size_t i = next_++; i < workCount_; i = next_++) (*work_)(i, thread);
 }
 
-void J2kWorkers::Serve(unsigned thread)
+void CodecWorkers::Serve(unsigned thread)
 {
     unsigned seen = 0;
     const auto called = [&] { return stop_ || generation_ != seen; };
