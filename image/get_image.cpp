@@ -158,7 +158,7 @@ DicomStatus FrameJob::DecodeAsColor()
     color.greyLevel = 0;
     color.pixelRepresentation = 0;
     color.frameSize = uint64_t{(color.bitsStored - 1) / 8 + 1} * color.columns * color.rows * 3;
-    if (LargestFrameBytes(color) > kMaxBitmapBytes) return kDicomNoFrame;
+    if (LargestFrameBytes(color) > MaxBitmapBytes()) return kDicomNoFrame;
     layout_ = MakePixelLayout(color);
     if (DicomStatus status = CreateTarget(); status != kDicomOk) return status;
     if (DicomStatus status = PlaceFrame(); status != kDicomOk) return status;
@@ -269,10 +269,11 @@ DicomStatus CheckFrame(const ImageDescription& description, const FrameLocation&
     if (location.element->length == 0) return kDicomNoFrame;
     const bool native = description.compression == kCompressionNone;
     const uint64_t bytes = LargestFrameBytes(description);
-    if (bytes > kMaxBitmapBytes) return kDicomNoFrame;
+    if (bytes > MaxBitmapBytes()) return kDicomNoFrame;
     const uint64_t present = FrameBytesPresent(location, native ? bytes : UINT64_MAX);
     if (present == 0) return native ? kDicomNoFrame : kDicomShortRead;
-    if (bytes > kSuspiciousFrameBytes && present < bytes / kLeastShare) return kDicomNoFrame;
+    const bool sparse = bytes > kSuspiciousFrameBytes && present < bytes / kLeastShare;
+    if (sparse && !imageSettings.acceptSparseFrames) return kDicomNoFrame;
     return kDicomOk;
 }
 
@@ -315,6 +316,8 @@ DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageB
     return job.Run();
 }
 }  // namespace
+
+ImageSettings imageSettings;
 
 DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
                      uint32_t structSize, uint32_t frame, int32_t /*reserved1*/, int32_t /*reserved2*/,

@@ -17,6 +17,15 @@ enum ImageOptions : uint32_t
 };
 inline constexpr uint32_t kPlayerImageOptions = kImageModality | kImageVoi | kImageSecondMode;
 
+/// Process-wide settings of this room; changed only while no other thread uses it.
+struct ImageSettings
+{
+    /// Takes large frames whatever share of their bytes the file holds. Without it such a frame is refused
+    /// with kDicomNoFrame, for a small file must not cost a large allocation.
+    bool acceptSparseFrames = false;
+};
+extern ImageSettings imageSettings;
+
 /// What a row callback is told about the image.
 struct ImageFileInfo
 {

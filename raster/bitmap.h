@@ -115,6 +115,9 @@ constexpr uint64_t BytesPerLine(uint64_t width, uint64_t bitsPerPixel)
     return ((width * bitsPerPixel + 31) >> 3) & ~uint64_t{3};
 }
 
+/// What holds now: kMaxBitmapBytes, or the limit that rasterSettings put in its place.
+uint64_t MaxBitmapBytes();
+
 /// True for the depths a bitmap may have.
 bool IsBitmapDepth(int32_t bitsPerPixel);
 /// Every operation's first check: kRasterInvalid for null, kRasterWrongStructSize, else kRasterOk.

@@ -65,7 +65,7 @@ uint32_t ChooseDisk(uint32_t kind, uint64_t dataSize)
     if (dataSize <= MemoryBlockLimit()) return kind & ~uint32_t{kMemoryDisk};
     const MemoryAllowance allowance = QueryMemoryAllowance();
     const bool tooLarge =
-        dataSize > allowance.available || dataSize > allowance.maxInMemory || dataSize > kMaxBitmapBytes;
+        dataSize > allowance.available || dataSize > allowance.maxInMemory || dataSize > MaxBitmapBytes();
     return tooLarge ? kind | kMemoryDisk : kind;
 }
 
@@ -86,7 +86,7 @@ int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind, bool cleared)
         return kRasterOk;
     if ((kind & (kMemoryNoTiles | kMemoryNoTiles128)) == 0) {
         const MemoryAllowance allowance = QueryMemoryAllowance();
-        const uint64_t budget = std::min({allowance.available, allowance.maxInMemory, kMaxBitmapBytes});
+        const uint64_t budget = std::min({allowance.available, allowance.maxInMemory, MaxBitmapBytes()});
         if (BuildTiles(bitmap, MemoryBlockLimit(), budget) > 0) return kRasterOk;
     }
     return BuildDiskPixels(bitmap);
@@ -103,6 +103,14 @@ void ReleasePixels(ImageBitmap* bitmap)
     ReleaseMemoryPixels(bitmap);
 }
 }  // namespace
+
+uint64_t MaxBitmapBytes()
+{
+    // Offsets inside a bitmap are kept in 32 bits, some of them signed.
+    return rasterSettings.maxBitmapBytes > 0
+               ? static_cast<uint64_t>(std::min<int64_t>(rasterSettings.maxBitmapBytes, INT32_MAX))
+               : kMaxBitmapBytes;
+}
 
 uint64_t MemoryBlockLimit()
 {

@@ -3,7 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include "dicom/data_set.h"
+#include "filter/directshow/media_type.h"
 #include "filter/frame_source.h"
+#include "filter/media_format.h"
 #include "tests/directshow/component_fixture.h"
 
 // The sample files, and clips made of them, played to their end in a graph. What arrives is compared with
@@ -76,6 +78,27 @@ class SampleFilesPlay : public ComponentTest
         samples_ = json::parse(file).at("files");
     }
 
+    // The type that the pin offers, byte for byte the portable source's.
+    static void ExpectFormat(const std::string& path, const FrameSource& source)
+    {
+        const ComPointer<IBaseFilter> filter = MakeFilter();
+        ASSERT_EQ(LoadPath(filter.Get(), path.c_str()), S_OK);
+        ComPointer<IEnumMediaTypes> types;
+        AM_MEDIA_TYPE* type = nullptr;
+        OnlyPin(filter.Get())->EnumMediaTypes(types.Out());
+        ASSERT_EQ(types->Next(1, &type, nullptr), S_OK);
+        MediaFormat format;
+        ASSERT_TRUE(BuildMediaFormat(source, &format));
+        EXPECT_TRUE(std::equal(type->pbFormat, type->pbFormat + type->cbFormat, format.block.begin(),
+                               format.block.end()));
+        EXPECT_EQ(type->lSampleSize, format.sampleSize);
+        const GUID* const subtypes[] = {&GUID_NULL,         &MEDIASUBTYPE_RGB1, &MEDIASUBTYPE_RGB4,
+                                        &MEDIASUBTYPE_RGB8, &kSubtypeGrey,      &MEDIASUBTYPE_RGB24,
+                                        &MEDIASUBTYPE_RGB32};
+        EXPECT_EQ(type->subtype, *subtypes[static_cast<int>(format.subtype)]);
+        DeleteMediaType(type);
+    }
+
     // Plays `path` to its end. Frame n must arrive once, at n times `units`, with the bytes of `frame(n)`.
     template <class Frame>
     static void ExpectPlays(const std::string& path, int frames, int64_t units, Frame frame)
@@ -115,6 +138,7 @@ TEST_F(SampleFilesPlay, ToTheirEndWithTheStampsOfTheirFacts)
             EXPECT_NE(reference.loaded, kLoadOk);
         } else if (outcome == "ok" || reference.loaded == kLoadOk) {
             const json& expected = facts.at("expected");
+            ExpectFormat(path, reference.source);
             ExpectPlays(path, expected.at("frames"), expected.at("frameTimeUnits"),
                         [&](int n) { return reference.Frame(n); });
             ++played;
