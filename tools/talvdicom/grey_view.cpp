@@ -127,7 +127,8 @@ bool MakeGreyView(OpenedFile* opened, const WindowRule& rule, bool fine, const s
                       description.bitsAllocated == 16;
     if (description.greyLevel == 0) return true;
 
-    const AttributeReader reader(opened->source.dataSet, opened->source.pixelDataElement);
+    const FunctionalGroups groups = FindFunctionalGroups(opened->source.dataSet);
+    const AttributeReader reader(opened->source.dataSet, opened->source.pixelDataElement, &groups);
     const DisplaySteps steps = ReadDisplaySteps(reader, description);
     const bool hasTables = !steps.modality.entries.empty() || !steps.voi.entries.empty();
     const bool hasWindow = steps.numbers.hasWindow && steps.numbers.width >= 1;
