@@ -4,6 +4,6 @@ set -eu
 cd "$(dirname "$0")/.."
 version=$1 folder=$2
 
-cmake --install build/native --prefix "$folder" --strip --component tool >/dev/null
+cmake --install build/native/tools/talvdicom --prefix "$folder" --strip >/dev/null
 mkdir -p "$folder/share/doc/talvdicom"
 cp docs/command-line.md CHANGELOG.md "$folder/share/doc/talvdicom/"

@@ -29,14 +29,18 @@ check() {  # check NAME COMMAND...: passes when the command does
 run() { scripts/wine-run "$@"; }
 windows_path() { printf 'Z:%s' "$1" | tr / '\\'; }
 
-# Everything the package could have written to. Times of the registry's keys are not exported.
+# The keys below which classes, filters and file types live, and every line anywhere that bears the maker's name. (The
+# rest of the registry changes by itself: Wine notes network cards, sound devices and browsers there.)
 keys_now() {
     local out=$1 key
     : >"$out"
     for key in 'HKLM\Software' 'HKCU\Software'; do
         rm -f "$work/export.reg"
         run reg export "$key" "$(windows_path "$work/export.reg")" /y >/dev/null || return 1
-        iconv -f UTF-16 -t UTF-8 "$work/export.reg" >>"$out"
+        # An empty HKCU\Software\Classes comes with the first query.
+        iconv -f UTF-16 -t UTF-8 "$work/export.reg" | tr -d '\r' | awk -v RS= -v ORS='\n\n' '
+            /^\[[^\n]*\\Software\\Classes\]$/ { next }
+            /^\[[^\n]*\\Classes\\/ || tolower($0) ~ /talv/' >>"$out"
     done
 }
 
@@ -59,6 +63,13 @@ plays() {  # plays FOLDER CLIP
     run "$files/$1/dicplay.exe" --quiet "$(windows_path "$2")"
 }
 
+# decodes PROGRAM LIBRARY: a picture that the installed converter wrote, with the exported function.
+decodes() {
+    convert -size 64x48 gradient:red-blue -quality 95 "$work/picture.jpg" &&
+        run "$1" "$(windows_path "$2")" "$(windows_path "$work/picture.jpg")" 64 48 "$(windows_path "$work/picture.ppm")" &&
+        [ "$(compare -metric PSNR "$work/picture.jpg" "$work/picture.ppm" null: 2>&1 | cut -d. -f1)" -ge 40 ]
+}
+
 associated() {
     run cmd /c "$(windows_path "$files/associate-dcm.cmd")" &&
         run reg query 'HKCU\Software\Classes\.dcm' | grep -q TalvDicomReader.Clip &&
@@ -73,8 +84,9 @@ keeps_what_was_associated() {
         run reg delete 'HKCU\Software\Classes\.dcm' /f
 }
 
+grey_clip=le-mr-10f.dcm
 reader={E2B7DDB8-38C5-11D5-91F6-00104BDB8FF9}
-grey=$(sed -n 's/.*kGreyDisplayClass.*\({[0-9A-Fa-f-]*}\).*/\1/p' filter/greydisplay/*.h | head -1)
+grey={E8AD189E-52E8-497E-8215-7994D6930D23}
 python3 -m zipfile -e "build/package/$name-windows.zip" "$work/a folder" || exit 1
 files="$work/a folder/$name"
 
@@ -87,7 +99,11 @@ for bits in 64 32; do
     folder=x64
     [ $bits = 32 ] && folder=x86
     check "package.plays$bits" plays $folder "$files/cine-us.dcm"
-    check "package.plays16bit$bits" plays $folder "$PWD/tests/data/samples/$(cat packaging/grey-clip.txt 2>/dev/null)"
+    check "package.plays16bit$bits" plays $folder "$PWD/tests/data/samples/$grey_clip"
+    # The programs that the guides quote.
+    examples=build/win$bits/docs/examples
+    check "package.example-play$bits" run $examples/play_clip.exe "$(windows_path "$PWD/tests/data/samples/$grey_clip")"
+    check "package.example-decode$bits" decodes $examples/decode_jpeg.exe "$files/$folder/TVDicRd2.ax"
 done
 check package.associate associated
 check package.associate-undo run cmd /c "$(windows_path "$files/associate-dcm.cmd")" /undo

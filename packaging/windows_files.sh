@@ -10,7 +10,7 @@ as_windows_text() { sed -e "s/@VERSION@/$version/g" -e 's/\r$//' -e 's/$/\r/' "$
 mkdir -p "$folder/x86" "$folder/x64"
 for pair in win32:x86 win64:x64; do
     build=build/${pair%:*} target=$folder/${pair#*:}
-    cp "$build/filter/directshow/TVDicRd2.ax" "$build/filter/greydisplay/TVGreyDisplay.ax" "$build/tools/dicplay.exe" \
+    cp "$build/filter/directshow/TVDicRd2.ax" "$build/filter/directshow/TVGreyDisplay.ax" "$build/tools/dicplay.exe" \
         "$build/tools/talvdicom/talvdicom.exe" "$target/"
 done
 for script in packaging/windows/*.cmd; do as_windows_text "$script" "$folder/$(basename "$script")"; done

@@ -11,8 +11,8 @@ windows_tools=(g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-too
 # The package: the installer, pages, the Debian package.
 packagers=(nsis cmark-gfm dpkg-dev)
 # Independent codecs and readers that tests and benchmarks compare with.
-peers=(dcmtk libdcmtk-dev libgdcm-tools libgdcm-dev libjpeg-turbo-progs libturbojpeg0-dev libopenjp2-tools
-    libopenjp2-7-dev python3-pydicom python3-numpy)
+peers=(dcmtk libdcmtk-dev libgdcm-tools libgdcm-dev libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev libopenjp2-tools
+    libopenjp2-7-dev python3-pydicom python3-numpy ffmpeg mandoc)
 # Wine plays compressed video streams with these.
 media=(gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav)
 wanted=("${build_tools[@]}" "${libraries[@]}" "${windows_tools[@]}" "${packagers[@]}" "${peers[@]}" "${media[@]}")

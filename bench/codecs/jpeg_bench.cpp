@@ -23,7 +23,7 @@
 #include "platform/cpu.h"
 
 #ifdef TALV_BENCH_DCMTK
-#include "bench/codecs/jpeg_bench_dcmtk.h"
+#include "tests/support/dcmtk_jpeg.h"
 #endif
 
 namespace {

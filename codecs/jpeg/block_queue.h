@@ -31,8 +31,7 @@ struct BlockQueue
             return;
         }
         Push(kernels, block, (positions & 0x24) == 0, quant, out, stride);
-        if (count == 0)
-            for (int16_t* part = blocks; part != blocks + 128; part += 32) std::memset(part, 0, 64);
+        if (count == 0) Clear();
     }
 
     /// Sends on a block that stays where it is until the queue is flushed.
@@ -52,6 +51,7 @@ struct BlockQueue
         Sample spare[64];
         tasks[1] = {tasks[0].block, tasks[0].quant, spare, 8};
         Transform(kernels);
+        Clear();
     }
 
     /// What the transform makes of a DC coefficient alone.
@@ -64,6 +64,12 @@ struct BlockQueue
     }
 
   private:
+    // In pieces: the compiler makes of one call an instruction that takes longer than the transform.
+    void Clear()
+    {
+        for (int16_t* part = blocks; part != blocks + 128; part += 32) std::memset(part, 0, 64);
+    }
+
     void Transform(const JpegKernels& kernels)
     {
         if constexpr (sizeof(Sample) == 1)

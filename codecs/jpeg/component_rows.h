@@ -42,6 +42,16 @@ void PredictRow(const uint16_t* differences, uint16_t* row, const uint16_t* abov
     }
 }
 
+/// Words that three components take in turns to a row of each.
+inline void SplitThree(const uint16_t* in, uint16_t* first, uint16_t* second, uint16_t* third, int count)
+{
+    for (int x = 0; x < count; ++x) {
+        first[x] = in[3 * x];
+        second[x] = in[3 * x + 1];
+        third[x] = in[3 * x + 2];
+    }
+}
+
 /// Two samples for one: 3/4 of the nearer and 1/4 of the next one, rounded up and down in turn so that flat
 /// noise keeps its mean; the outermost samples stand alone.
 template <typename Sample>

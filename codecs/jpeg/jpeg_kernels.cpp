@@ -68,6 +68,7 @@ JpegKernels SelectJpegKernels(SimdLevel level)
     kernels.widenBetween = WidenRowBetween<uint8_t>;
     kernels.yccToBgr = YccRowToBgr<8, uint8_t>;
     kernels.planesToBgr = PlanesToBgr<0, uint8_t>;
+    kernels.splitThree = SplitThree;
     kernels.predict[0] = nullptr;
     kernels.predict[1] = PredictRow<1>;
     kernels.predict[2] = PredictRow<2>;

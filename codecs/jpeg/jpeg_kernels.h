@@ -33,6 +33,8 @@ struct JpegKernels
     /// Three planes, the first one to the third byte of a pixel.
     void (*planesToBgr)(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* out,
                         int width);
+    /// Words that three components take in turns to a row of each.
+    void (*splitThree)(const uint16_t* in, uint16_t* first, uint16_t* second, uint16_t* third, int count);
     /// By predictor (1 to 7): `count` samples of a lossless row from their differences, modulo 65536. The
     /// sample before `row` exists and so does, but for predictor 1, the row above with the sample before it.
     void (*predict[8])(const uint16_t* differences, uint16_t* row, const uint16_t* above, int count);

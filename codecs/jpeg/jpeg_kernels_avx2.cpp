@@ -224,6 +224,49 @@ void PlanesToPixels(const uint8_t* first, const uint8_t* second, const uint8_t* 
         out[3 * x + 2] = first[x];
     }
 }
+// Byte places for words number r, r + 3, ... of 24 that lie in three registers: [r][register].
+struct ThirdPlaces
+{
+    alignas(16) int8_t places[3][3][16] = {};
+
+    constexpr ThirdPlaces()
+    {
+        for (int r = 0; r < 3; ++r) {
+            for (int part = 0; part < 3; ++part) {
+                for (int i = 0; i < 8; ++i) {
+                    const int word = r + 3 * i - 8 * part;
+                    const bool here = word >= 0 && word < 8;
+                    places[r][part][2 * i] = static_cast<int8_t>(here ? 2 * word : -1);
+                    places[r][part][2 * i + 1] = static_cast<int8_t>(here ? 2 * word + 1 : -1);
+                }
+            }
+        }
+    }
+};
+constexpr ThirdPlaces kThirds;
+
+__m128i EveryThird(const __m128i in[3], int r)
+{
+    return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(in[0], Load128(kThirds.places[r][0])),
+                                     _mm_shuffle_epi8(in[1], Load128(kThirds.places[r][1]))),
+                        _mm_shuffle_epi8(in[2], Load128(kThirds.places[r][2])));
+}
+
+void SplitThreeWords(const uint16_t* in, uint16_t* first, uint16_t* second, uint16_t* third, int count)
+{
+    int x = 0;
+    for (; x + 8 <= count; x += 8, in += 24) {
+        const __m128i words[3] = {Load128(in), Load128(in + 8), Load128(in + 16)};
+        Store128(first + x, EveryThird(words, 0));
+        Store128(second + x, EveryThird(words, 1));
+        Store128(third + x, EveryThird(words, 2));
+    }
+    for (; x < count; ++x, in += 3) {
+        first[x] = in[0];
+        second[x] = in[1];
+        third[x] = in[2];
+    }
+}
 }  // namespace
 
 void UseJpegKernelsAvx2(JpegKernels* kernels)
@@ -234,5 +277,6 @@ void UseJpegKernelsAvx2(JpegKernels* kernels)
     kernels->widenBetween = WidenBetween;
     kernels->yccToBgr = YccToBgr;
     kernels->planesToBgr = PlanesToPixels;
+    kernels->splitThree = SplitThreeWords;
 }
 }  // namespace talv::jpeg

@@ -83,8 +83,8 @@ struct Lane
 
 /// The differences of samples that the components of a scan take in turns, `count` of each, to
 /// `out[component * stride]` and on.
-void DecodeInTurns(BitReader& stream, const Lane* lanes, int laneCount, uint16_t* spare, uint16_t* out,
-                   int stride, int count)
+void DecodeInTurns(const JpegKernels& kernels, BitReader& stream, const Lane* lanes, int laneCount,
+                   uint16_t* spare, uint16_t* out, int stride, int count)
 {
     bool oneTable = true;
     for (int i = 1; i < laneCount; ++i)
@@ -102,6 +102,7 @@ void DecodeInTurns(BitReader& stream, const Lane* lanes, int laneCount, uint16_t
         }
         stream = reader;
     }
+    if (laneCount == 3) return kernels.splitThree(spare, out, out + stride, out + 2 * stride, count);
     for (int i = 0; i < laneCount; ++i)
         for (int x = 0; x < count; ++x) out[i * stride + x] = spare[x * laneCount + i];
 }
@@ -130,6 +131,14 @@ int32_t InitialPrediction(const JpegDecoder& d)
     return 1 << std::max(0, bits);
 }
 
+/// Samples need no conversion: rows are decoded where the caller wants them.
+bool GoesStraightOut(const JpegDecoder& d)
+{
+    const auto address = reinterpret_cast<uintptr_t>(d.rows.first) | static_cast<uintptr_t>(d.rows.step);
+    return d.componentCount == 1 && d.bitsPerPixel == 16 && d.scan.bitLow == 0 && !d.stored &&
+           address % alignof(uint16_t) == 0;
+}
+
 /// Rows of a scan whose components have one sample an MCU, so that whole runs decode in one loop.
 void DecodeRows(JpegDecoder* d, int rows, int width)
 {
@@ -139,12 +148,18 @@ void DecodeRows(JpegDecoder* d, int rows, int width)
     const auto spare = std::make_unique_for_overwrite<uint16_t[]>(static_cast<size_t>(2 * stride * count));
     uint16_t* const differences = spare.get() + stride * count;
     const int32_t initial = InitialPrediction(*d);
+    const bool straight = GoesStraightOut(*d);
+    const auto rowOf = [d, straight](const Component& c, int y) {
+        if (y < 0) return static_cast<uint16_t*>(nullptr);
+        // A second field may have a row less than the first one, whose size the scan has.
+        const bool out = straight && y < d->rows.count;
+        return out ? reinterpret_cast<uint16_t*>(d->rows.At(y)) : PlaneRow<uint16_t>(*d, c, y);
+    };
     bool reset = true;
     for (int y = 0; y < rows; ++y) {
         for (int i = 0; i < count; ++i) {
             const Component& c = d->components[d->scan.component[i]];
-            lanes[i] = {PlaneRow<uint16_t>(*d, c, y), y > 0 ? PlaneRow<uint16_t>(*d, c, y - 1) : nullptr,
-                        &d->differences[c.dcTable]};
+            lanes[i] = {rowOf(c, y), rowOf(c, y - 1), &d->differences[c.dcTable]};
         }
         bool firstLine = reset;
         for (int x = 0; x < width;) {
@@ -180,13 +195,13 @@ void DecodeRows(JpegDecoder* d, int rows, int width)
             if (count == 1)
                 DecodeDifferences(d->reader, *lanes[0].table, differences, end - x);
             else
-                DecodeInTurns(d->reader, lanes, count, spare.get(), differences, stride, end - x);
+                DecodeInTurns(d->kernels, d->reader, lanes, count, spare.get(), differences, stride, end - x);
             for (int i = 0; i < count; ++i)
                 d->kernels.predict[predictor](differences + i * stride, lanes[i].row + x,
                                               firstLine ? nullptr : lanes[i].above + x, end - x);
             x = end;
         }
-        if (!d->stored) EmitRows(d, y + 1);
+        if (!d->stored && !straight) EmitRows(d, y + 1);
     }
 }
 

@@ -64,6 +64,13 @@ TEST_P(EveryLevel, PredictorsEqualThePlainOnesAtEveryWidth)
         std::vector<uint16_t> differences(static_cast<size_t>(width)), above(static_cast<size_t>(width) + 1);
         for (uint16_t& d : differences) d = static_cast<uint16_t>(random());
         for (uint16_t& a : above) a = static_cast<uint16_t>(random());
+        std::vector<uint16_t> turns(static_cast<size_t>(width) * 3), apart(turns.size()), plainApart(turns);
+        for (uint16_t& t : turns) t = static_cast<uint16_t>(random());
+        plain.splitThree(turns.data(), &plainApart[0], &plainApart[static_cast<size_t>(width)],
+                         &plainApart[static_cast<size_t>(width) * 2], width);
+        kernels.splitThree(turns.data(), &apart[0], &apart[static_cast<size_t>(width)],
+                           &apart[static_cast<size_t>(width) * 2], width);
+        ASSERT_EQ(plainApart, apart) << width;
         for (int predictor = 1; predictor <= 7; ++predictor) {
             std::vector<uint16_t> expected(static_cast<size_t>(width) + 9, static_cast<uint16_t>(random()));
             std::vector<uint16_t> actual(expected);

@@ -183,7 +183,7 @@ class FailingOnceStream : public DicomStream
 TEST(LoadDataSet, AFailedReadGivesTheWholeTreeOrNone)
 {
     DicomBuilder builder = PreambleFile().ExplicitLittle();
-    for (uint32_t i = 0; i < 40; ++i) builder.Un(0x00090010 + i, ByteVector(3000, 1)).Us(0x000A0001 + i, 7);
+    for (uint32_t i = 0; i < 40; ++i) builder.Un(0x00090010 + i, ByteVector(17000, 1)).Us(0x000A0001 + i, 7);
     const ByteVector bytes = builder.Bytes();
     for (const uint16_t flags : {uint16_t{0}, uint16_t{kModeValuesCopied}}) {
         size_t whole = 0;
