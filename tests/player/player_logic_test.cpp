@@ -128,10 +128,9 @@ TEST(PlayerText, TimesAndStatus)
     state.playing = false;
     state.loop = true;
     Obey(&state, Command::slower);
-    EXPECT_EQ(
-        StatusText(state, {24.93, true, -600.4, 1500}),
-        "frame 12 of 60 | 0:00.440 / 0:02.400 | 18.8 fps | speed 0.75 | loop | center -600 width 1500 | "
-        "paused");
+    EXPECT_EQ(StatusText(state, {24.93, true, -600.4, 1500}),
+              "frame 12 of 60 | 0:00.440 / 0:02.400 | 18.8 fps | speed 0.75 | loop | C -600 W 1500 | "
+              "paused");
     EXPECT_EQ(StatusText(PlayerState(), {}), "");
 }
 

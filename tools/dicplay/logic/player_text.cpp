@@ -59,7 +59,7 @@ std::string StatusText(const PlayerState& state, const StatusFacts& facts)
     }
     if (state.speedStep != 0) text += Format(" | speed %g", state.Speed());
     if (state.loop) text += " | loop";
-    if (facts.hasWindow) text += Format(" | center %.0f width %.0f", facts.center, facts.width);
+    if (facts.hasWindow) text += Format(" | C %.0f W %.0f", facts.center, facts.width);
     if (!state.playing) text += state.atEnd ? " | end" : " | paused";
     return text;
 }
