@@ -89,6 +89,9 @@ TEST(PlayerStateTest, PlayPauseAndTheEnd)
     EXPECT_EQ(order.seek, 0);
     EXPECT_EQ(order.play, true);
     EXPECT_FALSE(state.atEnd);
+    PlayerState still = Playing(1, 0);
+    still.loop = true;
+    EXPECT_EQ(ReachEnd(&still).play, false);
 }
 
 TEST(PlayerStateTest, SpeedsRunFromATenthToEightAndBack)

@@ -77,7 +77,7 @@ PlayerOrder GoTo(PlayerState* state, int64_t frame)
 PlayerOrder ReachEnd(PlayerState* state)
 {
     if (state->frames == 0 || !state->playing) return {};
-    if (state->loop) return GoTo(state, 0);
+    if (state->loop && state->frames > 1) return GoTo(state, 0);  // a still has no round
     state->playing = false;
     state->atEnd = true;
     PlayerOrder order;
