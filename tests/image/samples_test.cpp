@@ -132,19 +132,16 @@ ByteVector ReferencePixels(const std::string& name)
 
 TEST(Samples, EveryFrameAgreesWithAnIndependentDecoder)
 {
-    // Colour whose values are spread, or YBR that the other does not convert, is left to dcm2pnm above and
-    // below.
+    // Colour whose values are spread is compared above; JPEG has a test of its own.
     const struct
     {
         const char* name;
         int tolerance;  // of lossy streams
         bool swapped;   // run-length words keep the byte order of their segments
-    } cases[] = {{"bare-mono1-chest", 0, false}, {"be-mr", 0, false},           {"be-rgb-planar", 0, false},
-                 {"implicit-mr", 0, false},      {"j2k-mr", 0, false},          {"j2k-nm-lossy", 1, false},
-                 {"j2k-rgb-lossy", 1, false},    {"jpeg-extended12", 1, false}, {"jpeg-rgb", 1, false},
-                 {"jpeg-spectral12", 1, false},  {"jpegll-rgb", 0, false},      {"jpegll-signed16", 0, false},
-                 {"jpegll14-ct", 0, false},      {"le-ct-rescale", 0, false},   {"le-mr-10f", 0, false},
-                 {"le-mr-signed16", 0, false},   {"le-palette", 0, false},      {"rle-mr16", 0, true},
+    } cases[] = {{"bare-mono1-chest", 0, false}, {"be-mr", 0, false},         {"be-rgb-planar", 0, false},
+                 {"implicit-mr", 0, false},      {"j2k-mr", 0, false},        {"j2k-nm-lossy", 1, false},
+                 {"j2k-rgb-lossy", 1, false},    {"le-ct-rescale", 0, false}, {"le-mr-10f", 0, false},
+                 {"le-mr-signed16", 0, false},   {"le-palette", 0, false},    {"rle-mr16", 0, true},
                  {"rle-palette", 0, false},      {"rle-rgb-2f", 0, false}};
     int compared = 0;
     for (const auto& one : cases) {
@@ -184,33 +181,5 @@ TEST(Samples, EveryFrameAgreesWithAnIndependentDecoder)
         ++compared;
     }
     if (compared == 0) GTEST_SKIP() << "no gdcmconv or gdcmraw";
-}
-
-// Codecs differ by a step here and there in subsampled colour; a wrong colour space or a shifted row do not
-// pass.
-TEST(Samples, LossyColorsAreCloseToThoseOfAnIndependentDecoder)
-{
-    int compared = 0;
-    for (const char* name : {"jpeg-ybr422-140f", "jpeg-ybr422-us-30f"}) {
-        SCOPED_TRACE(name);
-        const ByteVector image = OutputOf("dcmj2pnm", "+op " + kSamples + name + ".dcm");
-        LoadedFile file(ReadAll(kSamples + name + ".dcm"));
-        Picture picture(&file);
-        ASSERT_EQ(picture.status, kDicomOk);
-        const auto width = static_cast<size_t>(picture.bitmap.width),
-                   height = static_cast<size_t>(picture.bitmap.height);
-        if (image.size() <= width * height * 3) continue;
-        const uint8_t* const rgb = image.data() + (image.size() - width * height * 3);
-        const ByteVector rows = picture.Rows();
-        uint64_t difference = 0;
-        for (size_t y = 0; y < height; ++y)
-            for (size_t i = 0; i < width * 3; ++i) {
-                const int got = rows[y * picture.bitmap.bytesPerLine + i / 3 * 3 + 2 - i % 3];
-                difference += static_cast<uint64_t>(std::abs(got - rgb[y * width * 3 + i]));
-            }
-        EXPECT_LT(static_cast<double>(difference) / static_cast<double>(width * height * 3), 1.5);
-        ++compared;
-    }
-    if (compared == 0) GTEST_SKIP() << "no dcmj2pnm";
 }
 }  // namespace talv
