@@ -9,6 +9,21 @@
 namespace talv {
 namespace {
 constexpr unsigned kMaxThreads = 16;
+constexpr int kLooks = 1000;  // some 20 microseconds
+
+/// Looks for a moment whether what a thread waits for has come: the loops of a frame follow each other
+/// closely, and to fall asleep and be woken takes longer than most gaps.
+template <class Condition>
+bool ComesSoon(Condition condition)
+{
+    for (int i = 0; i < kLooks; ++i) {
+        if (condition()) return true;
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    }
+    return false;
+}
 
 unsigned WantedThreads(unsigned asked)
 {
@@ -25,6 +40,7 @@ CodecWorkers::CodecWorkers(unsigned count) : count_(WantedThreads(count)) {}
 
 CodecWorkers::~CodecWorkers()
 {
+    if (threads_.empty()) return;  // a first lock may need memory, and there may be none
     {
         const std::lock_guard lock(mutex_);
         stop_ = true;
@@ -38,6 +54,7 @@ void CodecWorkers::Start()
     started_ = true;
     try {
         threads_.reserve(count_ - 1);
+        const std::lock_guard ready(mutex_);  // the first lock may fail, later ones do not
         while (threads_.size() + 1 < count_) {
             const auto number = static_cast<unsigned>(threads_.size() + 1);
             threads_.emplace_back([this, number] { Serve(number); });
@@ -64,6 +81,7 @@ void CodecWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>
     }
     wake_.notify_all();
     Drain(0);
+    if (ComesSoon([this] { return busy_ == 0; })) return;
     std::unique_lock lock(mutex_);
     done_.wait(lock, [this] { return busy_ == 0; });
 }
@@ -76,14 +94,17 @@ void CodecWorkers::Drain(unsigned thread)
 void CodecWorkers::Serve(unsigned thread)
 {
     unsigned seen = 0;
-    std::unique_lock lock(mutex_);
+    const auto called = [&] { return stop_ || generation_ != seen; };
     for (;;) {
-        wake_.wait(lock, [&] { return stop_ || generation_ != seen; });
-        if (stop_) return;
-        seen = generation_;
-        lock.unlock();
+        ComesSoon(called);
+        {
+            std::unique_lock lock(mutex_);
+            wake_.wait(lock, called);
+            if (stop_) return;
+            seen = generation_;
+        }
         Drain(thread);
-        lock.lock();
+        const std::lock_guard lock(mutex_);
         if (--busy_ == 0) done_.notify_one();
     }
 }

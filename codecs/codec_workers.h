@@ -42,7 +42,8 @@ class CodecWorkers
     const std::function<void(size_t, unsigned)>* work_ = nullptr;
     size_t workCount_ = 0;
     std::atomic<size_t> next_{0};
-    unsigned generation_ = 0, busy_ = 0;
-    bool stop_ = false;
+    // Written under the mutex, read without it by those who look for a moment before they wait.
+    std::atomic<unsigned> generation_{0}, busy_{0};
+    std::atomic<bool> stop_{false};
 };
 }  // namespace talv

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <string>
 
 #include "bench/codecs/j2k_bench_frames.h"
 #include "codecs/j2k/j2k_decoder.h"

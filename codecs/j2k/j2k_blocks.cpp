@@ -4,15 +4,13 @@
 #include "platform/cpu.h"
 
 namespace talv {
-namespace {
-J2kPassDecoder* BestPassDecoder()
+J2kPassDecoder* BestJ2kPassDecoder()
 {
 #if defined(__x86_64__) || defined(__i386__)
     if (DetectedSimdLevel() >= SimdLevel::avx2) return DecodeJ2kPassesAvx2;
 #endif
     return DecodeJ2kPassesPlain;
 }
-}  // namespace
 
 void DecodeJ2kPassesPlain(const J2kBlockJob& job, const J2kBlockSegment* segments, size_t segmentCount,
                           const J2kBlockMemory& memory)
@@ -29,12 +27,25 @@ int PassesInSegment(uint8_t style, int firstPass)
 }
 
 // The narrowest and longest block, 4 x 1024, takes the most: one word and 18 columns a stripe.
-J2kBlockDecoder::J2kBlockDecoder() : samples_(256 * 64), words_(258 * (3 * 3 + 18)) {}
+J2kBlockDecoder::J2kBlockDecoder(J2kPassDecoder* decodePasses)
+    : decodePasses_(decodePasses), samples_(256 * 64), words_(258 * (3 * 3 + 18))
+{}
 
 void J2kBlockDecoder::Decode(const J2kBlockJob& job, const J2kBlockSegment* segments, size_t segmentCount)
 {
-    static J2kPassDecoder* const decodePasses = BestPassDecoder();
-    decodePasses(job, segments, segmentCount, Prepare(job.width, job.height));
+    decodePasses_(job, segments, segmentCount, Prepare(job.width, job.height));
+    if (job.regionShift != 0) UndoRegionShift(job);
+}
+
+// Maximum-shift regions of interest: what lies above the shift belongs to the region (T.800 H.1).
+void J2kBlockDecoder::UndoRegionShift(const J2kBlockJob& job)
+{
+    const int stripes = (job.height + 3) / 4, above = job.regionShift + FractionBits(job.planes);
+    for (int i = 0; i < stripes * StripeStep(job.width); ++i) {
+        uint32_t& sample = samples_[static_cast<size_t>(i)];
+        const uint32_t magnitude = sample & 0x7FFFFFFF;
+        if (magnitude >> above != 0) sample = (sample & 0x80000000) | magnitude >> job.regionShift;
+    }
 }
 
 J2kBlockMemory J2kBlockDecoder::Prepare(int width, int height)
@@ -58,7 +69,7 @@ J2kBlockMemory J2kBlockDecoder::Prepare(int width, int height)
     m.samples = samples_.data();
     const int lastWidth = width - 16 * (m.groups - 1), lastHeight = height - 4 * (m.stripes - 1);
     m.lastColumns = lastWidth == 16 ? ~uint64_t{0} : (uint64_t{1} << 4 * lastWidth) - 1;
-    m.lastRows = 0x1111111111111111 * ((1u << lastHeight) - 1);
+    m.lastRows = uint64_t{0x1111111111111111} * ((1u << lastHeight) - 1);
     return m;
 }
 }  // namespace talv

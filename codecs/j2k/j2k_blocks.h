@@ -38,7 +38,8 @@ struct J2kBlockJob
     int width, height;  ///< 1..1024, at most 4096 coefficients
     int orientation;    ///< 0 LL, 1 HL, 2 LH, 3 HH
     uint8_t style;
-    int planes;  ///< coded bit planes, at most kMaxBlockPlanes
+    int planes;       ///< coded bit planes, at most kMaxBlockPlanes
+    int regionShift;  ///< of a region of interest, 0 for none
 };
 
 /// Maps, flags and coefficients of a block while it is decoded; see j2k_block_passes.h.
@@ -57,13 +58,14 @@ struct J2kBlockMemory
 using J2kPassDecoder = void(const J2kBlockJob&, const J2kBlockSegment*, size_t, const J2kBlockMemory&);
 /// The same passes compiled for any processor and for one with the bit instructions that come with AVX2.
 J2kPassDecoder DecodeJ2kPassesPlain, DecodeJ2kPassesAvx2;
+J2kPassDecoder* BestJ2kPassDecoder();
 
 /// Working memory of one thread.
 class J2kBlockDecoder
 {
   public:
     /// Throws std::bad_alloc; nothing else does.
-    J2kBlockDecoder();
+    explicit J2kBlockDecoder(J2kPassDecoder* decodePasses = BestJ2kPassDecoder());
 
     /// Decodes the segments. Afterwards `Samples` holds sign in bit 31 and magnitude below; the magnitude has
     /// `FractionBits` bits below the integer and lies in the middle of its interval of uncertainty.
@@ -78,7 +80,9 @@ class J2kBlockDecoder
 
   private:
     J2kBlockMemory Prepare(int width, int height);
+    void UndoRegionShift(const J2kBlockJob& job);
 
+    J2kPassDecoder* decodePasses_;
     std::vector<uint32_t> samples_;
     std::vector<uint64_t> words_;
 };
