@@ -58,8 +58,8 @@ function(talv_codec_host target)
   else()
     target_link_options(${target} PRIVATE
       -Wl,-u,fltLoadBufferCMP -Wl,-u,fltSaveBufferCMP -Wl,-u,fltJ2KDecompressFrame)
-    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
   endif()
+  set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)  # without it a program's export list is ignored
   target_link_libraries(${target} PRIVATE talv_codecs)
 endfunction()
 

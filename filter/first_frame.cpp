@@ -4,6 +4,7 @@
 #include "filter/frame_source.h"
 #include "filter/frame_source_state.h"
 #include "image/attribute_reader.h"
+#include "image/functional_groups.h"
 #include "image/get_image.h"
 
 // What the first frame and the attributes beside it tell: geometry, bit range, window, rescale, palettes,
@@ -17,9 +18,11 @@ constexpr uint32_t kTagRescaleIntercept = 0x00281052;
 constexpr uint32_t kTagRescaleSlope = 0x00281053;
 constexpr uint32_t kMaxPaletteEntries = 65536;
 
-bool ReadTopLevelReal(DicomDataSet* dataSet, uint32_t tag, double* value)
+/// An attribute of the top level or, in an enhanced multi-frame object, of the first frame.
+bool ReadImageReal(DicomDataSet* dataSet, const FunctionalGroups& groups, uint32_t tag, double* value)
 {
     DicomElement* element = dataSet->FindFirstElement(nullptr, tag, true);
+    if (element == nullptr) element = groups.Find(dataSet, 0, tag);
     return element != nullptr && dataSet->GetReal(element, 0, value);
 }
 
@@ -94,11 +97,12 @@ DicomStatus FrameSource::TakeImage(DicomDataSet* from, DicomElement* pixelData, 
 void FrameSource::TakeWindow(DicomDataSet* from, uint32_t* flags)
 {
     double center = 0.0, extent = 0.0, intercept = 0.0, slope = 1.0;
-    if (ReadTopLevelReal(from, kTagWindowWidth, &extent) &&
-        ReadTopLevelReal(from, kTagWindowCenter, &center)) {
-        if (ReadTopLevelReal(from, kTagRescaleIntercept, &intercept)) {
+    const FunctionalGroups groups = FindFunctionalGroups(from);
+    if (ReadImageReal(from, groups, kTagWindowWidth, &extent) &&
+        ReadImageReal(from, groups, kTagWindowCenter, &center)) {
+        if (ReadImageReal(from, groups, kTagRescaleIntercept, &intercept)) {
             *flags |= kImageWindowFromFile;
-            if (!ReadTopLevelReal(from, kTagRescaleSlope, &slope)) {
+            if (!ReadImageReal(from, groups, kTagRescaleSlope, &slope)) {
                 slope = 1.0;
                 intercept = 0.0;
             }

@@ -91,7 +91,8 @@ int32_t FrameSource::LoadDataSetFile(const char16_t* name, size_t length)
     std::string narrow;
     if (!NarrowFromWide({name, length}, &narrow)) return Refuse(kFileNotLoaded, kDicomFileNotOpened);
 
-    pixelDataElement = nullptr;  // it dies with the elements that the load deletes
+    pixelDataElement = nullptr;                      // it dies with the elements that the load deletes
+    if (dataSet == nullptr) dataSet = NewDataSet();  // memory was short before
     const DicomStatus status =
         dataSet != nullptr ? LoadFile(dataSet, narrow.c_str(), 0) : DicomStatus{kDicomNoMemory};
     if (status != kDicomOk) return Refuse(kFileNotLoaded, status);

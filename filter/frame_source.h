@@ -141,6 +141,7 @@ struct PixelDataChoice
 PixelDataChoice ChoosePixelData(FrameSource* source, DicomDataSet* dataSet, bool wholeTree);
 /// 0 to 8, as compression kinds; unknown and absent syntaxes are 0.
 int32_t GetTransferSyntaxClass(DicomDataSet* dataSet);
-/// Searches the frame time in milliseconds; false when the file has none.
-bool FindFrameTime(DicomDataSet* dataSet, double* milliseconds);
+/// Searches the frame time in milliseconds; false when the file has none. `origin`, unless it is null,
+/// receives the element that decided, null when no element did: one that holds no time decides too.
+bool FindFrameTime(DicomDataSet* dataSet, double* milliseconds, DicomElement** origin = nullptr);
 }  // namespace talv

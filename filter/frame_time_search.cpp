@@ -57,19 +57,24 @@ DicomElement* FindPointedElement(DicomDataSet* dataSet)
 }
 }  // namespace
 
-bool FindFrameTime(DicomDataSet* dataSet, double* milliseconds)
+bool FindFrameTime(DicomDataSet* dataSet, double* milliseconds, DicomElement** origin)
 {
+    DicomElement* ignored = nullptr;
+    if (origin == nullptr) origin = &ignored;
+    *origin = nullptr;
     if (dataSet == nullptr) return false;
     bool found = false;
-    if (DicomElement* element = FindAnywhere(dataSet, kTagFirstChoice))
-        found = ReadMilliseconds(dataSet, element, milliseconds);
-    else if (DicomElement* pointed = FindPointedElement(dataSet))
-        return ReadMilliseconds(dataSet, pointed, milliseconds);
+    if ((*origin = FindAnywhere(dataSet, kTagFirstChoice)) != nullptr)
+        found = ReadMilliseconds(dataSet, *origin, milliseconds);
+    else if ((*origin = FindPointedElement(dataSet)) != nullptr)
+        return ReadMilliseconds(dataSet, *origin, milliseconds);
 
-    if (DicomElement* element = FindAnywhere(dataSet, kTagFrameTime))
+    for (const uint32_t tag : {kTagFrameTime, kTagFrameTimeVector}) {
+        DicomElement* element = FindAnywhere(dataSet, tag);
+        if (element == nullptr) continue;
+        *origin = element;
         return ReadMilliseconds(dataSet, element, milliseconds);
-    if (DicomElement* element = FindAnywhere(dataSet, kTagFrameTimeVector))
-        return ReadMilliseconds(dataSet, element, milliseconds);
+    }
     return found;
 }
 

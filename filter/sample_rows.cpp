@@ -4,6 +4,7 @@
 
 #include "filter/frame_source.h"
 #include "filter/frame_source_state.h"
+#include "image/bitmap_row_writer.h"
 #include "image/get_image.h"
 #include "raster/palette.h"
 
@@ -47,11 +48,15 @@ int64_t CopyRowsBottomUp(ImageBitmap* bitmap, uint8_t* buffer, int64_t capacity,
     const int64_t pixelBytes = (int64_t{bitmap->width} * bitmap->bitsPerPixel + 7) / 8;
     int64_t written = 0;
     *complete = LockBitmap(bitmap) >= 0;
+    const bool plain = *complete && IsPlainMemory(*bitmap);
     for (int32_t row = bitmap->height - 1; row >= 0 && written < capacity; --row) {
         uint8_t* target = buffer + written;
         const int64_t count = std::min(stride, capacity - written);
-        const bool read =
-            *complete && GetBitmapRow(bitmap, target, row, static_cast<uint32_t>(count)) == count;
+        bool read = plain;
+        if (plain)
+            std::memcpy(target, bitmap->data + stride * row, static_cast<size_t>(count));
+        else
+            read = *complete && GetBitmapRow(bitmap, target, row, static_cast<uint32_t>(count)) == count;
         const int64_t kept = read ? std::min(pixelBytes, count) : 0;
         std::memset(target + kept, 0, static_cast<size_t>(count - kept));
         *complete = *complete && read;
@@ -93,7 +98,7 @@ bool FrameSource::DecodeFrame(int64_t frameIndex, uint8_t* buffer)
     bitmap = {};
     const DicomStatus status =
         GetImage(dataSet, pixelDataElement, &bitmap, kBitmapStructSize, static_cast<uint32_t>(frameIndex),
-                 reserved1, reserved2, kPlayerImageOptions, nullptr, nullptr);
+                 reserved1, reserved2, kPlayerImageOptions | kImageRowsOnly, nullptr, nullptr);
     if (status != kDicomOk) {
         lastRefusal = status;
         return false;

@@ -8,9 +8,10 @@ namespace talv {
 DicomElement* AttributeReader::Find(uint32_t tag) const
 {
     DicomElement* element = dataSet_->FindFirstElement(pixelElement_, tag, true);
-    if (element == nullptr && pixelElement_ != nullptr && pixelElement_->parent != nullptr)
-        element = dataSet_->FindFirstElement(nullptr, tag, true);
-    return element;
+    if (element != nullptr) return element;
+    if (pixelElement_ != nullptr && pixelElement_->parent != nullptr)
+        return dataSet_->FindFirstElement(nullptr, tag, true);
+    return groups_ != nullptr ? groups_->Find(dataSet_, frame_, tag) : nullptr;
 }
 
 bool AttributeReader::Integer(uint32_t tag, uint32_t index, int32_t* value) const

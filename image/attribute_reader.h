@@ -4,15 +4,19 @@
 #include <string>
 
 #include "dicom/data_set.h"
+#include "image/functional_groups.h"
 
 namespace talv {
 /// Reads the attributes that describe one Pixel Data element. They are looked for at that element's own level
-/// first (the image itself, or the item of an icon image) and then at the top level.
+/// first (the image itself, or the item of an icon image), then at the top level, then, for an image of the
+/// top level, in the functional groups of `frame`.
 class AttributeReader
 {
   public:
-    AttributeReader(DicomDataSet* dataSet, DicomElement* pixelElement)
-        : dataSet_(dataSet), pixelElement_(pixelElement)
+    /// `groups`, which may be null, must live as long as the reader.
+    AttributeReader(DicomDataSet* dataSet, DicomElement* pixelElement,
+                    const FunctionalGroups* groups = nullptr, uint32_t frame = 0)
+        : dataSet_(dataSet), pixelElement_(pixelElement), groups_(groups), frame_(frame)
     {}
 
     /// Null for "none".
@@ -31,6 +35,8 @@ class AttributeReader
   private:
     DicomDataSet* dataSet_;
     DicomElement* pixelElement_;
+    const FunctionalGroups* groups_;
+    uint32_t frame_;
 };
 
 /// Truncates toward zero and saturates; not a number gives 0.

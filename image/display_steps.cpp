@@ -1,6 +1,7 @@
 #include "image/display_steps.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "image/get_image.h"
 #include "raster/remap.h"
@@ -52,9 +53,35 @@ int32_t RemapThroughTable(const ImageOperations& operations, const DisplayTable&
 int32_t ApplyModality(const ImageOperations& operations, const DisplaySteps& steps, int32_t mode,
                       ImageBitmap* bitmap)
 {
-    if (steps.HasRescale()) return operations.remapLinear(bitmap, steps.slope, steps.intercept, mode);
+    if (steps.HasRescale())
+        return operations.remapLinear(bitmap, steps.numbers.slope, steps.numbers.intercept, mode);
     if (!steps.modality.entries.empty()) return RemapThroughTable(operations, steps.modality, mode, bitmap);
     return kRasterOk;
+}
+
+/// The window that shows the smallest result of the modality step for `span` black and the largest white.
+void WindowOfSpan(const DisplaySteps& steps, bool modality, ValueSpan span, double* center, double* width)
+{
+    double smallest = span.smallest, largest = span.largest;
+    if (modality && steps.HasRescale()) {
+        smallest = smallest * steps.numbers.slope + steps.numbers.intercept;
+        largest = largest * steps.numbers.slope + steps.numbers.intercept;
+    } else if (modality) {
+        const std::vector<uint16_t>& entries = steps.modality.entries;
+        const auto entryOf = [&](int32_t value) {
+            const int64_t place = int64_t{value} - steps.modality.firstMapped;
+            return entries.begin() + std::clamp<int64_t>(place, 0, static_cast<int64_t>(entries.size()) - 1);
+        };
+        const auto mask = static_cast<uint16_t>((1u << steps.modality.bitsPerEntry) - 1);
+        smallest = largest = *entryOf(span.smallest) & mask;
+        for (auto entry = entryOf(span.smallest); entry <= entryOf(span.largest); ++entry) {
+            smallest = std::min<double>(smallest, *entry & mask);
+            largest = std::max<double>(largest, *entry & mask);
+        }
+    }
+    // The linear window function (PS3.3 C.11.2.1.2.1) is black up to center - 0.5 - (width - 1) / 2.
+    *center = (smallest + largest) / 2 + 0.5;
+    *width = std::abs(largest - smallest) + 1;
 }
 
 // Rewritten pixels keep their polarity, which the photometric interpretation tells; a lut is what the eye is
@@ -63,7 +90,8 @@ int32_t ApplyVoi(const ImageOperations& operations, const DisplaySteps& steps, i
                  ImageBitmap* bitmap)
 {
     const bool invert = steps.inverted && mode == kRemapLut;
-    if (steps.hasWindow) return RemapWindow(bitmap, steps.center, steps.width, invert, mode);
+    if (steps.numbers.hasWindow)
+        return RemapWindow(bitmap, steps.numbers.center, steps.numbers.width, invert, mode);
     if (!steps.voi.entries.empty())
         if (int32_t status = RemapThroughTable(operations, steps.voi, mode, bitmap); status < 0)
             return status;
@@ -75,12 +103,8 @@ DisplaySteps ReadDisplaySteps(const AttributeReader& reader, const ImageDescript
 {
     const bool isSigned = description.pixelRepresentation == 1;
     DisplaySteps steps;
-    double slope = 1, intercept = 0;
-    if (reader.Real(kTagSlope, 0, &slope) && reader.Real(kTagIntercept, 0, &intercept) && slope != 0)
-        steps.slope = slope, steps.intercept = intercept;
+    ReadStepNumbers(reader, &steps);
     steps.modality = ReadTable(reader, kTagModalityTables, isSigned);
-    steps.hasWindow =
-        reader.Real(kTagWindowCenter, 0, &steps.center) && reader.Real(kTagWindowWidth, 0, &steps.width);
     // After a modality step values may be negative whatever the pixels are.
     const bool voiIsSigned = isSigned || steps.HasRescale();
     steps.voi = ReadTable(reader, kTagVoiTables, voiIsSigned);
@@ -88,27 +112,54 @@ DisplaySteps ReadDisplaySteps(const AttributeReader& reader, const ImageDescript
     return steps;
 }
 
-DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, uint32_t options,
-                              ImageBitmap* bitmap, RememberedLut* remembered)
+void ReadStepNumbers(const AttributeReader& reader, DisplaySteps* steps)
+{
+    StepNumbers numbers;
+    double slope = 1, intercept = 0;
+    if (reader.Real(kTagSlope, 0, &slope) && reader.Real(kTagIntercept, 0, &intercept) && slope != 0)
+        numbers.slope = slope, numbers.intercept = intercept;
+    numbers.hasWindow =
+        reader.Real(kTagWindowCenter, 0, &numbers.center) && reader.Real(kTagWindowWidth, 0, &numbers.width);
+    steps->numbers = numbers;
+}
+
+bool NeedsValueSpan(const DisplaySteps& steps, uint32_t options)
+{
+    constexpr uint32_t kNeeded = kImageVoi | kImageSecondMode;
+    if ((options & kNeeded) != kNeeded || (options & kImageRowsOnly) != 0) return false;
+    if (steps.numbers.hasWindow || !steps.voi.entries.empty()) return false;
+    return steps.inverted || ((options & kImageModality) != 0 && steps.HasModality());
+}
+
+DicomStatus ApplyDisplaySteps(DicomDataSet* dataSet, const DisplaySteps& steps, const ValueSpan* span,
+                              uint32_t options, ImageBitmap* bitmap, RememberedLut* remembered)
 {
     if (bitmap->colorOrder != kOrderGrey) return kDicomOk;
     const int32_t mode = (options & kImageSecondMode) != 0 ? kRemapLut : kRemapPixels;
-    const bool modality =
-        (options & kImageModality) != 0 && (steps.HasRescale() || !steps.modality.entries.empty());
-    const bool voi = (options & kImageVoi) != 0 &&
-                     (steps.hasWindow || !steps.voi.entries.empty() || (steps.inverted && mode == kRemapLut));
+    const bool modality = (options & kImageModality) != 0 && steps.HasModality();
+    const bool voi = (options & kImageVoi) != 0 && (steps.numbers.hasWindow || !steps.voi.entries.empty() ||
+                                                    NeedsValueSpan(steps, options));
     if (!modality && !voi) return kDicomOk;
     const ImageOperations& operations = dataSet->tables.images;
     if (operations.remapLinear == nullptr || operations.remapTable == nullptr) return kDicomNoRemapOperation;
+    if (mode == kRemapLut && (options & kImageRowsOnly) != 0) return kDicomOk;
 
     const uint32_t wanted = options & kStepOptions;
-    if (mode == kRemapLut && !remembered->lut.IsEmpty() && remembered->options == wanted)
+    if (mode == kRemapLut && !remembered->lut.IsEmpty() && remembered->options == wanted &&
+        remembered->numbers == steps.numbers)
         return DicomFromRaster(remembered->lut.InstallIn(bitmap));
 
     int32_t status = modality ? ApplyModality(operations, steps, mode, bitmap) : int32_t{kRasterOk};
-    if (status >= 0 && voi) status = ApplyVoi(operations, steps, mode, bitmap);
+    if (status >= 0 && voi && span != nullptr && NeedsValueSpan(steps, options)) {
+        double center = 0, width = 0;
+        WindowOfSpan(steps, modality, *span, &center, &width);
+        status = RemapWindow(bitmap, center, width > 1 ? width : 0, steps.inverted, mode);
+    } else if (status >= 0 && voi) {
+        status = ApplyVoi(operations, steps, mode, bitmap);
+    }
     if (status >= 0 && mode == kRemapLut) {
         remembered->lut.KeepFrom(*bitmap);
+        remembered->numbers = steps.numbers;
         remembered->options = wanted;
     }
     return DicomFromRaster(status);

@@ -66,9 +66,12 @@ DicomStatus ReadEncodedFrame(DicomDataSet* dataSet, const FrameLocation& locatio
         total += fragment->length;
     }
     if (total > UINT32_MAX || total > SIZE_MAX) return kDicomNoMemory;
-    frame->bytes.reset(new (std::nothrow) uint8_t[static_cast<size_t>(total)]);
-    if (frame->bytes == nullptr) return kDicomNoMemory;
     frame->count = static_cast<size_t>(total);
+    if (frame->bytes == nullptr || frame->capacity < frame->count) {
+        frame->bytes.reset(new (std::nothrow) uint8_t[frame->count]);
+        frame->capacity = frame->bytes != nullptr ? frame->count : 0;
+        if (frame->bytes == nullptr) return kDicomNoMemory;
+    }
 
     uint8_t* target = frame->bytes.get();
     for (const DicomElement* fragment : fragments) {

@@ -7,11 +7,12 @@
 #include "image/frame_index.h"
 
 namespace talv {
-/// One compressed frame, its fragments joined.
+/// One compressed frame, its fragments joined. Kept from frame to frame, it spares the memory calls.
 struct EncodedFrame
 {
     std::unique_ptr<uint8_t[]> bytes;
     size_t count = 0;
+    size_t capacity = 0;
 };
 
 /// Bytes of the frame that the stream really holds.

@@ -1,6 +1,8 @@
 #include "image/get_image.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -8,6 +10,7 @@
 #include "image/bitmap_row_writer.h"
 #include "image/codec_frame.h"
 #include "image/image_cache.h"
+#include "image/overlay_planes.h"
 #include "image/pixel_conversion.h"
 #include "image/rle_decoder.h"
 #include "image/value_scaling.h"
@@ -31,16 +34,18 @@ struct FreeBlock
 class FrameJob
 {
   public:
-    FrameJob(DicomDataSet* dataSet, ImageRecord* record, const FrameLocation& location, ImageBitmap* bitmap,
-             uint32_t options, RowCallback callback, void* callbackData)
+    FrameJob(DicomDataSet* dataSet, ImageRecord* record, uint32_t frame, const FrameLocation& location,
+             ImageBitmap* bitmap, uint32_t options, RowCallback callback, void* callbackData)
         : dataSet_(dataSet),
           record_(record),
+          frameNumber_(frame),
           location_(location),
           bitmap_(bitmap),
           options_(options),
           callback_(callback),
           callbackData_(callbackData),
-          layout_(MakePixelLayout(record->description))
+          layout_(MakePixelLayout(record->description)),
+          asStored_((dataSet->mode & kModeCallerMark) != 0)
     {}
 
     DicomStatus Run();
@@ -51,7 +56,6 @@ class FrameJob
     DicomStatus PlaceFrame();
     DicomStatus DecodeFrame();
     DicomStatus DecodeAsColor();
-    void ApplyCallersMark();
     void Convert(BitmapRowWriter* rows);
     DicomStatus WriteRows();
     DicomStatus FinishBitmap();
@@ -60,12 +64,14 @@ class FrameJob
 
     DicomDataSet* dataSet_;
     ImageRecord* record_;
+    uint32_t frameNumber_;
     const FrameLocation& location_;
     ImageBitmap* bitmap_;
     uint32_t options_;
     RowCallback callback_;
     void* callbackData_;
     PixelLayout layout_;
+    bool asStored_;  // the caller's mark in the data set's mode asks for the pixels as they are
     uint8_t* frame_ = nullptr;
     std::unique_ptr<uint8_t, FreeBlock> buffer_;
     bool stopped_ = false;
@@ -80,8 +86,10 @@ DicomStatus FrameJob::CreateTarget()
         palette = kBlackAndWhite;
     else if (layout_.outputBits == 8)
         palette = layout_.grey ? record_->greyPalette.data() : record_->mapping.entries().data();
+    // Codecs may leave rows out; every other frame fills all of its rows.
+    const uint32_t memory = layout_.fromCodec ? uint32_t{kMemory} : kMemory | kMemoryAnyContent;
     const int32_t status = CreateBitmap(
-        bitmap_, kBitmapStructSize, kMemory, static_cast<int32_t>(layout_.columns),
+        bitmap_, kBitmapStructSize, memory, static_cast<int32_t>(layout_.columns),
         static_cast<int32_t>(layout_.rows), bits, order, palette, description().layoutCode, nullptr, 0);
     if (status < 0) return status == kRasterNoMemory ? kDicomNoMemory : kDicomNoFrame;
 
@@ -105,10 +113,14 @@ DicomStatus FrameJob::PlaceFrame()
         frame_ = bitmap_->data + (bitmap_->dataSize - layout_.frameBytes);
         return kDicomOk;
     }
-    // Codecs may leave rows unwritten, so the buffer comes cleared.
-    buffer_.reset(static_cast<uint8_t*>(std::calloc(layout_.frameBytes + kSpareBytes, 1)));
+    const size_t bytes = layout_.frameBytes + kSpareBytes;
+    buffer_.reset(static_cast<uint8_t*>(layout_.fromCodec ? std::calloc(bytes, 1) : std::malloc(bytes)));
     frame_ = buffer_.get();
-    return frame_ != nullptr ? kDicomOk : kDicomNoMemory;
+    if (frame_ == nullptr) return kDicomNoMemory;
+    // What lies behind the bytes that every frame fills.
+    const size_t filled = std::min<uint64_t>(layout_.frameBytes, description().frameSize);
+    if (!layout_.fromCodec) std::memset(frame_ + filled, 0, bytes - filled);
+    return kDicomOk;
 }
 
 DicomStatus FrameJob::DecodeFrame()
@@ -118,17 +130,17 @@ DicomStatus FrameJob::DecodeFrame()
         case kCompressionNone:
             return ReadNativeFrame(dataSet_, location_, layout_.frameBytes, frame_);
         case kCompressionRle: {
-            EncodedFrame encoded;
-            DicomStatus status = ReadEncodedFrame(dataSet_, location_, &encoded);
+            EncodedFrame* const encoded = &record_->encoded;
+            DicomStatus status = ReadEncodedFrame(dataSet_, location_, encoded);
             if (status != kDicomOk) return status;
-            return DecodeRleItem(encoded.bytes.get(), encoded.count, description(), frame_);
+            return DecodeRleItem(encoded->bytes.get(), encoded->count, description(), frame_);
         }
         default:
             break;
     }
     bool wrongDepth = false;
-    const DicomStatus status =
-        DecodeCodecFrame(dataSet_, description().compression, location_, layout_, frame_, &wrongDepth);
+    const DicomStatus status = DecodeCodecFrame(dataSet_, description().compression, location_, layout_,
+                                                &record_->encoded, frame_, &wrongDepth);
     if (!wrongDepth) return status;
     return layout_.outputBits == 8 && layout_.pixelStride == 1 ? DecodeAsColor() : DicomStatus{kDicomNoFrame};
 }
@@ -146,22 +158,14 @@ DicomStatus FrameJob::DecodeAsColor()
     color.greyLevel = 0;
     color.pixelRepresentation = 0;
     color.frameSize = uint64_t{(color.bitsStored - 1) / 8 + 1} * color.columns * color.rows * 3;
-    if (LargestFrameBytes(color) > kMaxBitmapBytes) return kDicomNoFrame;
+    if (LargestFrameBytes(color) > MaxBitmapBytes()) return kDicomNoFrame;
     layout_ = MakePixelLayout(color);
     if (DicomStatus status = CreateTarget(); status != kDicomOk) return status;
     if (DicomStatus status = PlaceFrame(); status != kDicomOk) return status;
     bool wrongDepth = false;
-    const DicomStatus status =
-        DecodeCodecFrame(dataSet_, color.compression, location_, layout_, frame_, &wrongDepth);
+    const DicomStatus status = DecodeCodecFrame(dataSet_, color.compression, location_, layout_,
+                                                &record_->encoded, frame_, &wrongDepth);
     return wrongDepth ? DicomStatus{kDicomNoFrame} : status;
-}
-
-/// The caller's mark in the data set's mode asks for the pixels as they are.
-void FrameJob::ApplyCallersMark()
-{
-    if ((dataSet_->mode & kModeCallerMark) == 0) return;
-    options_ &= ~uint32_t{kImageModality | kImageVoi | kImageSecondMode};
-    layout_.signOffset = 0;
 }
 
 void FrameJob::Convert(BitmapRowWriter* rows)
@@ -175,7 +179,9 @@ void FrameJob::Convert(BitmapRowWriter* rows)
         if (!stored32) return ConvertGrey16(layout_, frame_, rows);
         ValueRange range = {static_cast<uint32_t>(description().smallestValue),
                             static_cast<uint32_t>(description().largestValue)};
-        if (!description().hasSmallest || !description().hasLargest)
+        if (asStored_)
+            range = {0, UINT16_MAX};
+        else if (!description().hasSmallest || !description().hasLargest)
             range = RangeOfLongs(frame_, layout_.frameBytes / 4);
         return ConvertLongs(layout_, range, frame_, rows);
     }
@@ -186,9 +192,10 @@ void FrameJob::Convert(BitmapRowWriter* rows)
     }
     if (layout_.outputBits == 8) return ConvertGrey8(layout_, frame_, rows);
     if (layout_.fromCodec && layout_.samplesPerPixel == 3) return CopyCodecColors(layout_, frame_, rows);
-    const ByteScale scale(layout_,
-                          FindValueRange(description(), layout_, record_->alwaysMeasureRange, frame_),
-                          uint64_t{layout_.columns} * layout_.rows * 3);
+    const ValueRange range =
+        asStored_ ? ValueRange{0, layout_.sampleMask}
+                  : FindValueRange(description(), layout_, record_->alwaysMeasureRange, frame_);
+    const ByteScale scale(layout_, range, uint64_t{layout_.columns} * layout_.rows * 3);
     ConvertColors(layout_, scale, frame_, rows);
 }
 
@@ -226,16 +233,26 @@ DicomStatus FrameJob::FinishBitmap()
 
     const auto getStatistics = dataSet_->tables.images.getStatistics;
     if (getStatistics == nullptr) return kDicomNoRemapOperation;
-    if (getStatistics(bitmap_, &bitmap_->minValue, &bitmap_->maxValue) != kRasterOk)
+    if ((options_ & kImageRowsOnly) == 0 &&
+        getStatistics(bitmap_, &bitmap_->minValue, &bitmap_->maxValue) != kRasterOk)
         bitmap_->minValue = bitmap_->maxValue = 0;
-    return ApplyDisplaySteps(dataSet_, record_->display, options_, bitmap_, &record_->lut);
+    const bool measured = (options_ & kImageRowsOnly) == 0 && !asStored_;
+    if (measured && frameNumber_ == 0 && !record_->spanKnown) {
+        record_->span = ValueSpan{bitmap_->minValue, bitmap_->maxValue};
+        record_->spanKnown = true;
+    }
+    const ValueSpan* const span = record_->span ? &*record_->span : nullptr;
+    const DicomStatus status =
+        ApplyDisplaySteps(dataSet_, record_->display, span, options_, bitmap_, &record_->lut);
+    if (status != kDicomOk || (options_ & kImageOverlays) == 0) return status;
+    return DrawOverlayPlanes(dataSet_, frameNumber_, bitmap_);
 }
 
 DicomStatus FrameJob::Run()
 {
     if (DicomStatus status = CreateTarget(); status != kDicomOk) return status;
     if (DicomStatus status = DecodeFrame(); status != kDicomOk) return status;
-    ApplyCallersMark();
+    if (asStored_) layout_.signOffset = 0;
     if (DicomStatus status = WriteRows(); status != kDicomOk || stopped_) return status;
     return FinishBitmap();
 }
@@ -251,19 +268,36 @@ DicomStatus CheckFrame(const ImageDescription& description, const FrameLocation&
 {
     if (location.element->length == 0) return kDicomNoFrame;
     const bool native = description.compression == kCompressionNone;
-    const bool codec = !native && description.compression != kCompressionRle;
-    if (codec && description.outputBits == 1) return kDicomNoFrame;
     const uint64_t bytes = LargestFrameBytes(description);
-    if (bytes > kMaxBitmapBytes) return kDicomNoFrame;
+    if (bytes > MaxBitmapBytes()) return kDicomNoFrame;
     const uint64_t present = FrameBytesPresent(location, native ? bytes : UINT64_MAX);
     if (present == 0) return native ? kDicomNoFrame : kDicomShortRead;
-    if (bytes > kSuspiciousFrameBytes && present < bytes / kLeastShare) return kDicomNoFrame;
+    const bool sparse = bytes > kSuspiciousFrameBytes && present < bytes / kLeastShare;
+    if (sparse && !imageSettings.acceptSparseFrames) return kDicomNoFrame;
+    return kDicomOk;
+}
+
+DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap, uint32_t frame,
+                       uint32_t options, RowCallback callback, void* callbackData);
+
+/// Finds the values that the first frame has, by which the luts of all frames are made alike whichever of
+/// them is asked for first.
+DicomStatus FindSpan(DicomDataSet* dataSet, DicomElement* pixelElement, ImageRecord* record)
+{
+    ImageBitmap first{};
+    first.structSize = kBitmapStructSize;
+    const DicomStatus status = MakeBitmap(dataSet, pixelElement, &first, 0, 0, nullptr, nullptr);
+    FreeBitmap(&first);
+    if (status == kDicomNoMemory) return status;
+    record->spanKnown = true;
     return kDicomOk;
 }
 
 DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap, uint32_t frame,
                        uint32_t options, RowCallback callback, void* callbackData)
 {
+    if ((dataSet->mode & kModeCallerMark) != 0)
+        options &= ~uint32_t{kImageModality | kImageVoi | kImageSecondMode};
     ImageRecord* record = nullptr;
     DicomStatus status = ImageCache::Of(dataSet).FindRecord(dataSet, pixelElement, true, &record);
     if (status != kDicomOk) return status;
@@ -271,12 +305,19 @@ DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageB
     FrameLocation location;
     if (!record->index.Locate(frame, &location)) return kDicomNoFrame;
     if (status = CheckFrame(record->description, location); status != kDicomOk) return status;
-    if (status = PrepareRecord(dataSet, pixelElement, record); status != kDicomOk) return status;
+    if (status = PrepareRecord(dataSet, pixelElement, frame, record); status != kDicomOk) return status;
+    const bool grey16 = record->description.outputBits == 16;
+    if (frame != 0 && grey16 && !record->spanKnown && NeedsValueSpan(record->display, options)) {
+        if (status = FindSpan(dataSet, pixelElement, record); status != kDicomOk) return status;
+        if (status = PrepareRecord(dataSet, pixelElement, frame, record); status != kDicomOk) return status;
+    }
 
-    FrameJob job(dataSet, record, location, bitmap, options, callback, callbackData);
+    FrameJob job(dataSet, record, frame, location, bitmap, options, callback, callbackData);
     return job.Run();
 }
 }  // namespace
+
+ImageSettings imageSettings;
 
 DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
                      uint32_t structSize, uint32_t frame, int32_t /*reserved1*/, int32_t /*reserved2*/,

@@ -13,8 +13,18 @@ enum ImageOptions : uint32_t
     kImageModality = 0x2,
     kImageVoi = 0x4,
     kImageSecondMode = 0x8,  ///< remaps build the bitmap's lut instead of rewriting pixels
+    kImageRowsOnly = 0x100,  ///< leaves minValue, maxValue and lut out; the rows and the answer stay the same
 };
 inline constexpr uint32_t kPlayerImageOptions = kImageModality | kImageVoi | kImageSecondMode;
+
+/// Process-wide settings of this room; changed only while no other thread uses it.
+struct ImageSettings
+{
+    /// Takes large frames whatever share of their bytes the file holds. Without it such a frame is refused
+    /// with kDicomNoFrame, for a small file must not cost a large allocation.
+    bool acceptSparseFrames = false;
+};
+extern ImageSettings imageSettings;
 
 /// What a row callback is told about the image.
 struct ImageFileInfo

@@ -105,7 +105,9 @@ void ReadResolution(const AttributeReader& reader, ImageDescription* description
     }
 }
 
-/// Bytes of one native frame. Rows of 1-bit samples begin on a byte boundary.
+/// Bytes of one native frame. Rows of 1-bit samples begin on a byte boundary. Kept: every other sample counts
+/// whole bytes, packed ones of 12 bits two, where one would expect three for a pair; so a clip of them has
+/// fewer frames than it says. Pinned by FrameLocation.NativeFramesAreCountedByTheirSize.
 uint64_t FrameSize(const ImageDescription& description)
 {
     const uint64_t rows = description.rows, columns = description.columns;

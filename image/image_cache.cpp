@@ -10,6 +10,29 @@ constexpr uint32_t kTagManufacturer = 0x00080070;
 // Files of this maker carry a value range that their pixels do not keep to.
 constexpr const char* kUntrustedRangeMaker = "Toshiba";
 
+/// The grey palette that the window gives 8-bit frames.
+void MakeGreyPalette(ImageRecord* record)
+{
+    const StepNumbers& numbers = record->display.numbers;
+    record->greyPalette.resize(256);
+    MakeWindowPalette(numbers.hasWindow ? numbers.center : kIdentityCenter,
+                      numbers.hasWindow ? numbers.width : kIdentityWidth, record->display.inverted,
+                      record->greyPalette.data(), 256);
+}
+
+/// The tables that a palette image's samples are looked up in.
+DicomStatus MakeSampleTables(ImageRecord* record)
+{
+    const ImageDescription& description = record->description;
+    const DicomStatus status = record->mapping.Build(description);
+    const PixelLayout layout = MakePixelLayout(description);
+    if (status != kDicomOk || layout.bytesPerSample > 2) return status;
+    if (description.outputBits == 8)
+        record->mapping.MakeIndexTable(layout, &record->indexTable);
+    else
+        record->mapping.MakeColorTable(layout, &record->colorTable);
+    return kDicomOk;
+}
 }  // namespace
 
 ImageCache& ImageCache::Of(DicomDataSet* dataSet)
@@ -25,11 +48,12 @@ ImageCache& ImageCache::Of(DicomDataSet* dataSet)
 DicomStatus ImageCache::FindRecord(DicomDataSet* dataSet, DicomElement* pixelElement, bool loadPalettes,
                                    ImageRecord** record)
 {
-    const AttributeReader reader(dataSet, pixelElement);
     auto found = records_.find(pixelElement);
     if (found == records_.end()) {
         if (pixelElement == nullptr || pixelElement->tag != kTagPixelData) return kDicomNoFrame;
         auto made = std::make_unique<ImageRecord>();
+        if (pixelElement->parent == nullptr) made->groups = FindFunctionalGroups(dataSet);
+        const AttributeReader reader(dataSet, pixelElement, &made->groups);
         if (DicomStatus status = ReadImageAttributes(reader, &made->description); status != kDicomOk)
             return status;
         if (DicomStatus status = made->index.Build(reader, pixelElement, made->description);
@@ -42,6 +66,7 @@ DicomStatus ImageCache::FindRecord(DicomDataSet* dataSet, DicomElement* pixelEle
     }
     *record = found->second.get();
     if (loadPalettes && !(*record)->palettesLoaded) {
+        const AttributeReader reader(dataSet, pixelElement);
         if (DicomStatus status = LoadPaletteTables(reader, &(*record)->description); status != kDicomOk)
             return status;
         (*record)->palettesLoaded = true;
@@ -49,27 +74,19 @@ DicomStatus ImageCache::FindRecord(DicomDataSet* dataSet, DicomElement* pixelEle
     return kDicomOk;
 }
 
-DicomStatus PrepareRecord(DicomDataSet* dataSet, DicomElement* pixelElement, ImageRecord* record)
+DicomStatus PrepareRecord(DicomDataSet* dataSet, DicomElement* pixelElement, uint32_t frame,
+                          ImageRecord* record)
 {
-    if (record->prepared) return record->preparedStatus;
+    if (record->prepared && !record->groups.VaryByFrame()) return record->preparedStatus;
     const ImageDescription& description = record->description;
-    record->display = ReadDisplaySteps(AttributeReader(dataSet, pixelElement), description);
-    if (description.photometricCode == kPaletteColor) {
-        record->preparedStatus = record->mapping.Build(description);
-        const PixelLayout layout = MakePixelLayout(description);
-        if (record->preparedStatus == kDicomOk && layout.bytesPerSample <= 2) {
-            if (description.outputBits == 8)
-                record->mapping.MakeIndexTable(layout, &record->indexTable);
-            else
-                record->mapping.MakeColorTable(layout, &record->colorTable);
-        }
-    } else if (description.outputBits == 8) {
-        const DisplaySteps& display = record->display;
-        record->greyPalette.resize(256);
-        MakeWindowPalette(display.hasWindow ? display.center : kIdentityCenter,
-                          display.hasWindow ? display.width : kIdentityWidth, display.inverted,
-                          record->greyPalette.data(), 256);
+    const AttributeReader reader(dataSet, pixelElement, &record->groups, frame);
+    if (!record->prepared) {
+        record->display = ReadDisplaySteps(reader, description);
+        if (description.photometricCode == kPaletteColor) record->preparedStatus = MakeSampleTables(record);
+    } else {
+        ReadStepNumbers(reader, &record->display);
     }
+    if (description.photometricCode != kPaletteColor && description.outputBits == 8) MakeGreyPalette(record);
     record->prepared = true;
     return record->preparedStatus;
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
 #include "image/display_steps.h"
+#include "image/frame_bytes.h"
 #include "image/frame_index.h"
 #include "image/image_description.h"
 #include "image/palette_mapping.h"
@@ -16,14 +18,18 @@ struct ImageRecord
 {
     ImageDescription description;  ///< without a frame's location
     FrameIndex index;
+    FunctionalGroups groups;          ///< of an image at the top level
     bool alwaysMeasureRange = false;  ///< the manufacturer's value range attributes are not trusted
     bool palettesLoaded = false;
 
     // Made when the first frame is converted.
     bool prepared = false;
     DicomStatus preparedStatus = kDicomOk;
-    DisplaySteps display;
+    DisplaySteps display;  ///< its numbers are those of the frame prepared last
+    bool spanKnown = false;
+    std::optional<ValueSpan> span;  ///< of frame 0; none when that cannot be decoded
     RememberedLut lut;
+    EncodedFrame encoded;  ///< the frame decoded last, for its memory
     PaletteMapping mapping;
     std::vector<uint8_t> indexTable;        ///< palette of up to 256 entries
     std::vector<PaletteEntry> colorTable;   ///< larger palette
@@ -56,6 +62,7 @@ class ImageCache : public DataSetAttachment
     std::unordered_map<const DicomElement*, std::unique_ptr<ImageRecord>> records_;
 };
 
-/// Makes the tables that conversion needs; once for a record.
-DicomStatus PrepareRecord(DicomDataSet* dataSet, DicomElement* pixelElement, ImageRecord* record);
+/// Makes the tables that conversion of `frame` needs; what all frames share once for a record.
+DicomStatus PrepareRecord(DicomDataSet* dataSet, DicomElement* pixelElement, uint32_t frame,
+                          ImageRecord* record);
 }  // namespace talv

@@ -28,6 +28,16 @@ void SwapWords(uint8_t* words, size_t count)
     for (size_t i = 0; i < 2 * count; i += 2) std::swap(words[i], words[i + 1]);
 }
 
+void ScaleBytes(const uint8_t* source, uint8_t* target, size_t count, uint8_t smallest, uint8_t largest)
+{
+    for (size_t i = 0; i < count; ++i) {
+        const uint8_t byte = source[i];
+        target[i] = static_cast<uint8_t>(byte <= smallest  ? 0
+                                         : byte >= largest ? 255
+                                                           : (byte - smallest) * 255 / (largest - smallest));
+    }
+}
+
 void Extend(ValueRange* range, uint32_t value)
 {
     range->smallest = std::min(range->smallest, value);
@@ -92,8 +102,8 @@ void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
 }
 }  // namespace
 
-const ImageKernels kPlainImageKernels = {SwapRgb,     FlipWords,   SwapWords, RangeOfBytes,  RangeOfWords,
-                                         Interleave2, Interleave3, YbrToRgb,  YbrPixelsToRgb};
+const ImageKernels kPlainImageKernels = {SwapRgb,      FlipWords,   SwapWords,   ScaleBytes, RangeOfBytes,
+                                         RangeOfWords, Interleave2, Interleave3, YbrToRgb,   YbrPixelsToRgb};
 
 ImageKernels SelectImageKernels(SimdLevel level)
 {

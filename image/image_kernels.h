@@ -30,6 +30,10 @@ struct ImageKernels
     void (*flipWords)(const uint8_t* source, uint8_t* target, size_t words, uint16_t flip);
     /// The two bytes of every word change places, in place.
     void (*swapWords)(uint8_t* words, size_t count);
+    /// 0 up to `smallest`, 255 from `largest` on, (byte - smallest) * 255 / (largest - smallest) between;
+    /// above `smallest` 255 when `largest` is not above it.
+    void (*scaleBytes)(const uint8_t* source, uint8_t* target, size_t count, uint8_t smallest,
+                       uint8_t largest);
     /// Extends `range` by the bytes.
     void (*rangeOfBytes)(const uint8_t* bytes, size_t count, ValueRange* range);
     /// Extends `range` by the values of the words.

@@ -21,16 +21,47 @@ void Store(uint8_t* bytes, __m256i value)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), value);
 }
 
-// Ten pixels a round, five in each half; the odd byte of a half is stored as it was and belongs to what
-// follows. Both halves are loaded before the first is stored.
+/// For the three 16-byte parts of 16 pixels with first and third byte changed: which byte of the part before,
+/// the part itself and the part behind stands at each place, -1 for the other two's places.
+struct SwapOrders
+{
+    alignas(16) int8_t from[3][3][16];  // [part][before, same, behind][place]
+};
+
+constexpr SwapOrders MakeSwapOrders()
+{
+    SwapOrders orders{};
+    for (int place = 0; place < 48; ++place) {
+        const int source = place + 2 - 2 * (place % 3), part = place / 16;
+        for (int i = 0; i < 3; ++i)
+            orders.from[part][i][place % 16] =
+                static_cast<int8_t>(source / 16 == part - 1 + i ? source % 16 : -1);
+    }
+    return orders;
+}
+constexpr SwapOrders kSwap = MakeSwapOrders();
+
+__m128i Order(const int8_t (&places)[16])
+{
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(places));
+}
+
+// Sixteen pixels a round, all loaded before the first is stored. No load meets bytes that two stores wrote,
+// which would wait for both.
 void SwapRgb(const uint8_t* source, uint8_t* target, size_t pixels)
 {
-    const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+    const auto& orders = kSwap.from;
     size_t i = 0;
-    for (; i + 11 <= pixels; i += 10) {
-        const __m128i low = Load16(source + 3 * i), high = Load16(source + 3 * i + 15);
-        Store16(target + 3 * i, _mm_shuffle_epi8(low, order));
-        Store16(target + 3 * i + 15, _mm_shuffle_epi8(high, order));
+    for (; i + 16 <= pixels; i += 16) {
+        const __m128i low = Load16(source + 3 * i), middle = Load16(source + 3 * i + 16),
+                      high = Load16(source + 3 * i + 32);
+        Store16(target + 3 * i, _mm_or_si128(_mm_shuffle_epi8(low, Order(orders[0][1])),
+                                             _mm_shuffle_epi8(middle, Order(orders[0][2]))));
+        Store16(target + 3 * i + 16, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(low, Order(orders[1][0])),
+                                                               _mm_shuffle_epi8(middle, Order(orders[1][1]))),
+                                                  _mm_shuffle_epi8(high, Order(orders[1][2]))));
+        Store16(target + 3 * i + 32, _mm_or_si128(_mm_shuffle_epi8(middle, Order(orders[2][0])),
+                                                  _mm_shuffle_epi8(high, Order(orders[2][1]))));
     }
     kPlainImageKernels.swapRgb(source + 3 * i, target + 3 * i, pixels - i);
 }
@@ -51,6 +82,37 @@ void SwapWords(uint8_t* words, size_t count)
         Store(words + 2 * i, _mm256_or_si256(_mm256_slli_epi16(value, 8), _mm256_srli_epi16(value, 8)));
     }
     kPlainImageKernels.swapWords(words + 2 * i, count - i);
+}
+
+/// Sixteen values (byte - smallest) as 255-folds, over `spread`. n * (65536 / spread) >> 16 is n / spread or
+/// one less.
+__m256i DivideWords(__m256i folds, __m256i reciprocal, __m256i spread, __m256i mostRest)
+{
+    const __m256i quotient = _mm256_mulhi_epu16(folds, reciprocal);
+    const __m256i rest = _mm256_sub_epi16(folds, _mm256_mullo_epi16(quotient, spread));
+    return _mm256_sub_epi16(quotient, _mm256_cmpgt_epi16(rest, mostRest));
+}
+
+void ScaleBytes(const uint8_t* source, uint8_t* target, size_t count, uint8_t smallest, uint8_t largest)
+{
+    const int spread = largest - smallest;
+    if (spread < 2) return kPlainImageKernels.scaleBytes(source, target, count, smallest, largest);
+    const __m256i zero = _mm256_setzero_si256(), start = _mm256_set1_epi8(static_cast<char>(smallest));
+    const __m256i most = _mm256_set1_epi8(static_cast<char>(spread));
+    const __m256i divisor = _mm256_set1_epi16(static_cast<short>(spread));
+    const __m256i mostRest = _mm256_set1_epi16(static_cast<short>(spread - 1));
+    const __m256i reciprocal = _mm256_set1_epi16(static_cast<short>(65536 / spread));
+    size_t i = 0;
+    for (; i + 32 <= count; i += 32) {
+        const __m256i above = _mm256_min_epu8(_mm256_subs_epu8(Load(source + i), start), most);
+        const __m256i low =
+            _mm256_sub_epi16(_mm256_unpacklo_epi8(zero, above), _mm256_unpacklo_epi8(above, zero));
+        const __m256i high =
+            _mm256_sub_epi16(_mm256_unpackhi_epi8(zero, above), _mm256_unpackhi_epi8(above, zero));
+        Store(target + i, _mm256_packus_epi16(DivideWords(low, reciprocal, divisor, mostRest),
+                                              DivideWords(high, reciprocal, divisor, mostRest)));
+    }
+    kPlainImageKernels.scaleBytes(source + i, target + i, count - i, smallest, largest);
 }
 
 void RangeOfBytes(const uint8_t* bytes, size_t count, ValueRange* range)
@@ -123,11 +185,6 @@ constexpr InterleaveOrders MakeSeparateOrders()
     return orders;
 }
 constexpr InterleaveOrders kSeparate = MakeSeparateOrders();
-
-__m128i Order(const int8_t (&places)[16])
-{
-    return _mm_load_si128(reinterpret_cast<const __m128i*>(places));
-}
 
 void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* target,
                  size_t count)
@@ -242,6 +299,7 @@ void SelectAvx2ImageKernels(ImageKernels* kernels)
     kernels->swapRgb = SwapRgb;
     kernels->flipWords = FlipWords;
     kernels->swapWords = SwapWords;
+    kernels->scaleBytes = ScaleBytes;
     kernels->rangeOfBytes = RangeOfBytes;
     kernels->rangeOfWords = RangeOfWords;
     kernels->interleave3 = Interleave3;

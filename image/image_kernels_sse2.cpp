@@ -47,6 +47,35 @@ void SwapWords(uint8_t* words, size_t count)
     kPlainImageKernels.swapWords(words + 2 * i, count - i);
 }
 
+/// Eight values (byte - smallest) as 255-folds, over `spread`. n * (65536 / spread) >> 16 is n / spread or
+/// one less.
+__m128i DivideWords(__m128i folds, __m128i reciprocal, __m128i spread, __m128i mostRest)
+{
+    const __m128i quotient = _mm_mulhi_epu16(folds, reciprocal);
+    const __m128i rest = _mm_sub_epi16(folds, _mm_mullo_epi16(quotient, spread));
+    return _mm_sub_epi16(quotient, _mm_cmpgt_epi16(rest, mostRest));
+}
+
+void ScaleBytes(const uint8_t* source, uint8_t* target, size_t count, uint8_t smallest, uint8_t largest)
+{
+    const int spread = largest - smallest;
+    if (spread < 2) return kPlainImageKernels.scaleBytes(source, target, count, smallest, largest);
+    const __m128i zero = _mm_setzero_si128(), start = _mm_set1_epi8(static_cast<char>(smallest));
+    const __m128i most = _mm_set1_epi8(static_cast<char>(spread));
+    const __m128i divisor = _mm_set1_epi16(static_cast<short>(spread));
+    const __m128i mostRest = _mm_set1_epi16(static_cast<short>(spread - 1));
+    const __m128i reciprocal = _mm_set1_epi16(static_cast<short>(65536 / spread));
+    size_t i = 0;
+    for (; i + 16 <= count; i += 16) {
+        const __m128i above = _mm_min_epu8(_mm_subs_epu8(Load(source + i), start), most);
+        const __m128i low = _mm_sub_epi16(_mm_unpacklo_epi8(zero, above), _mm_unpacklo_epi8(above, zero));
+        const __m128i high = _mm_sub_epi16(_mm_unpackhi_epi8(zero, above), _mm_unpackhi_epi8(above, zero));
+        Store(target + i, _mm_packus_epi16(DivideWords(low, reciprocal, divisor, mostRest),
+                                           DivideWords(high, reciprocal, divisor, mostRest)));
+    }
+    kPlainImageKernels.scaleBytes(source + i, target + i, count - i, smallest, largest);
+}
+
 void RangeOfBytes(const uint8_t* bytes, size_t count, ValueRange* range)
 {
     __m128i smallest = _mm_set1_epi8(-1), largest = _mm_setzero_si128();
@@ -175,6 +204,7 @@ void SelectSse2ImageKernels(ImageKernels* kernels)
     kernels->swapRgb = SwapRgb;
     kernels->flipWords = FlipWords;
     kernels->swapWords = SwapWords;
+    kernels->scaleBytes = ScaleBytes;
     kernels->rangeOfBytes = RangeOfBytes;
     kernels->rangeOfWords = RangeOfWords;
     kernels->interleave2 = Interleave2;

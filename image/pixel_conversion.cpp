@@ -130,7 +130,13 @@ void ConvertOneBit(const PixelLayout& layout, const uint8_t* frame, BitmapRowWri
 {
     const size_t rowBytes = (size_t{layout.columns} + 7) / 8;
     ForEachRow(layout, frame, rowBytes, rows, [&](const uint8_t* source, uint8_t* target) {
-        for (size_t i = 0; i < rowBytes; ++i) target[i] = kReversedBits[source[i]];
+        if (!layout.fromCodec) {
+            for (size_t i = 0; i < rowBytes; ++i) target[i] = kReversedBits[source[i]];
+            return;
+        }
+        std::memset(target, 0, rowBytes);
+        for (uint32_t x = 0; x < layout.columns; ++x)
+            if (source[x] != 0) target[x / 8] |= static_cast<uint8_t>(0x80 >> x % 8);
     });
 }
 
@@ -228,15 +234,28 @@ void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint
             layout, frame, CmykRowBytes(layout), rows,
             [&](const uint8_t* source, uint8_t* target) { ConvertCmykRow(layout, scale, source, target); });
 
-    const bool bytes = scale.IsIdentity();
-    ForEachRow(layout, frame, size_t{layout.columns} * 3, rows, [&](const uint8_t* source, uint8_t* target) {
-        if (bytes && layout.sampleStride == 1 && layout.pixelStride == 3)
-            BestImageKernels().swapRgb(source, target, layout.columns);
-        else if (bytes && layout.pixelStride == 1)
-            BestImageKernels().interleave3(source + 2 * layout.sampleStride, source + layout.sampleStride,
-                                           source, target, layout.columns);
-        else
+    const size_t columns = layout.columns;
+    const bool planes = layout.pixelStride == 1, pixels = layout.sampleStride == 1 && layout.pixelStride == 3;
+    std::vector<uint8_t> scaled(scale.IsOfBytes() && !scale.IsIdentity() && planes ? 3 * columns : 0);
+    ForEachRow(layout, frame, 3 * columns, rows, [&](const uint8_t* source, uint8_t* target) {
+        if (!scale.IsOfBytes() || (!planes && !pixels)) {
             ScaleRowOfAnyWidth(layout, scale, source, target);
+        } else if (pixels) {
+            if (!scale.IsIdentity()) {
+                scale.ScaleBytes(source, target, 3 * columns);
+                source = target;
+            }
+            BestImageKernels().swapRgb(source, target, columns);
+        } else {
+            const uint8_t* plane[3];
+            for (size_t k = 0; k < 3; ++k) {
+                plane[k] = source + k * layout.sampleStride;
+                if (scaled.empty()) continue;
+                scale.ScaleBytes(plane[k], &scaled[k * columns], columns);
+                plane[k] = &scaled[k * columns];
+            }
+            BestImageKernels().interleave3(plane[2], plane[1], plane[0], target, columns);
+        }
     });
 }
 

@@ -15,7 +15,7 @@ namespace talv {
 /// "YBR_FULL" of three 8-bit samples becomes RGB, in place; other data are left alone.
 void ConvertYbrFull(const PixelLayout& layout, uint8_t* frame);
 
-/// 1 bit, first pixel in the lowest bit -> 1 bit, first pixel in the highest bit.
+/// 1 bit, first pixel in the lowest bit, or a codec's byte a pixel -> 1 bit, first pixel in the highest bit.
 void ConvertOneBit(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
 /// Grey of any stored depth -> 8 bits.
 void ConvertGrey8(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);

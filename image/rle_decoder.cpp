@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "image/frame_bytes.h"
 #include "image/image_kernels.h"
@@ -38,59 +36,75 @@ Segment FindSegment(const uint8_t* item, size_t itemBytes, uint32_t segments, ui
     return {item + start, end - start};
 }
 
-/// Expands `segment` into exactly `count` bytes; what it does not fill becomes zero.
-void ExpandSegment(Segment segment, uint8_t* target, size_t count)
+/// Expands one segment, piece by piece; runs may go on from one piece to the next.
+class SegmentExpander
 {
-    const uint8_t* in = segment.bytes;
-    const uint8_t* const inEnd = in + segment.count;
-    uint8_t* out = target;
-    uint8_t* const outEnd = target + count;
-    while (in < inEnd && out < outEnd) {
-        const uint32_t control = *in++;
-        if (control < 128) {
-            const size_t inLeft = static_cast<size_t>(inEnd - in),
-                         outLeft = static_cast<size_t>(outEnd - out);
-            const size_t length = std::min({size_t{control} + 1, inLeft, outLeft});
-            if (length <= kSlack && inLeft >= kSlack && outLeft >= kSlack)
-                std::memcpy(out, in, kSlack);
-            else
-                std::memcpy(out, in, length);
-            in += length;
-            out += length;
-        } else if (control > 128) {
-            if (in == inEnd) break;
-            const size_t outLeft = static_cast<size_t>(outEnd - out);
-            const size_t length = std::min(size_t{257} - control, outLeft);
-            if (length <= kSlack && outLeft >= kSlack)
-                std::memset(out, *in, kSlack);
-            else
-                std::memset(out, *in, length);
-            ++in;
-            out += length;
+  public:
+    explicit SegmentExpander(Segment segment) : in_(segment.bytes), inEnd_(segment.bytes + segment.count) {}
+
+    /// The next `count` bytes; those behind the segment's end are zero.
+    void Expand(uint8_t* target, size_t count)
+    {
+        uint8_t* const end = target + count;
+        while (target < end && (left_ > 0 || StartRun())) {
+            const auto room = static_cast<size_t>(end - target);
+            const size_t length = std::min(left_, room);
+            if (isLiteral_) {
+                const bool slack = length <= kSlack && room >= kSlack && BytesIn() >= kSlack;
+                std::memcpy(target, in_, slack ? kSlack : length);
+                in_ += length;
+            } else {
+                std::memset(target, value_, length <= kSlack && room >= kSlack ? kSlack : length);
+            }
+            left_ -= length;
+            target += length;
         }
+        std::memset(target, 0, static_cast<size_t>(end - target));
     }
-    std::memset(out, 0, static_cast<size_t>(outEnd - out));
-}
 
-/// Segment i fills bytes i, i + s, i + 2s, ... of the frame, s being the number of segments.
-DicomStatus ExpandInterleaved(const uint8_t* item, size_t itemBytes, uint32_t declared, uint32_t segments,
-                              size_t frameSize, uint8_t* buffer)
+  private:
+    size_t BytesIn() const { return static_cast<size_t>(inEnd_ - in_); }
+
+    /// Takes the next run that yields bytes; false at the segment's end.
+    bool StartRun()
+    {
+        while (in_ < inEnd_) {
+            const uint32_t control = *in_++;
+            if (control == 128) continue;
+            if (in_ == inEnd_) return false;
+            isLiteral_ = control < 128;
+            left_ = isLiteral_ ? std::min(size_t{control} + 1, BytesIn()) : size_t{257} - control;
+            if (!isLiteral_) value_ = *in_++;
+            return true;
+        }
+        return false;
+    }
+
+    const uint8_t* in_;
+    const uint8_t* inEnd_;
+    size_t left_ = 0;  // bytes of the run that are still to come
+    bool isLiteral_ = false;
+    uint8_t value_ = 0;
+};
+
+/// Segment i fills bytes i, i + s, i + 2s, ... of the frame, s being the number of segments. They are
+/// expanded side by side in pieces that stay in the nearest cache.
+void ExpandInterleaved(SegmentExpander (&expanders)[kMaxSegments], uint32_t segments, size_t frameSize,
+                       uint8_t* buffer)
 {
-    const size_t planeBytes = frameSize / segments + 1;
-    const std::unique_ptr<uint8_t[]> planes(new (std::nothrow) uint8_t[planeBytes * segments]);
-    if (planes == nullptr) return kDicomNoMemory;
-    for (uint32_t i = 0; i < segments; ++i)
-        ExpandSegment(FindSegment(item, itemBytes, declared, i), &planes[planeBytes * i], planeBytes);
-
-    const uint8_t* const first = planes.get();
-    const size_t whole = frameSize / segments;
-    if (segments == 2)
-        BestImageKernels().interleave2(first, first + planeBytes, buffer, whole);
-    else
-        BestImageKernels().interleave3(first, first + planeBytes, first + 2 * planeBytes, buffer, whole);
-    for (size_t at = whole * segments; at < frameSize; ++at)
-        buffer[at] = planes[planeBytes * (at % segments) + whole];
-    return kDicomOk;
+    constexpr size_t kPiece = 4096;
+    uint8_t planes[kMaxSegments][kPiece];
+    for (size_t done = 0; done < frameSize;) {
+        const size_t bytes = std::min(kPiece * segments, frameSize - done);
+        const size_t whole = bytes / segments, rest = bytes % segments;
+        for (uint32_t i = 0; i < segments; ++i) expanders[i].Expand(planes[i], whole + (i < rest ? 1 : 0));
+        if (segments == 2)
+            BestImageKernels().interleave2(planes[0], planes[1], buffer + done, whole);
+        else
+            BestImageKernels().interleave3(planes[0], planes[1], planes[2], buffer + done, whole);
+        for (size_t i = 0; i < rest; ++i) buffer[done + whole * segments + i] = planes[i][whole];
+        done += bytes;
+    }
 }
 }  // namespace
 
@@ -102,18 +116,22 @@ DicomStatus DecodeRleItem(const uint8_t* item, size_t itemBytes, const ImageDesc
     const uint32_t declared = HeaderWord(item, 0);
     const uint32_t segments = std::min(declared, kMaxSegments);
 
-    if (segments == 0)
+    SegmentExpander expanders[kMaxSegments] = {
+        SegmentExpander(FindSegment(item, itemBytes, declared, 0)),
+        SegmentExpander(FindSegment(item, itemBytes, declared, 1)),
+        SegmentExpander(FindSegment(item, itemBytes, declared, 2)),
+    };
+    if (segments == 0) {
         std::memset(buffer, 0, frameSize);
-    else if (segments == 1)
-        ExpandSegment(FindSegment(item, itemBytes, declared, 0), buffer, frameSize);
-    else if (description.planarConfiguration == 1) {
+    } else if (segments == 1) {
+        expanders[0].Expand(buffer, frameSize);
+    } else if (description.planarConfiguration == 1) {
         const size_t plane = frameSize / segments;
-        for (uint32_t i = 0; i < segments; ++i)
-            ExpandSegment(FindSegment(item, itemBytes, declared, i), buffer + plane * i, plane);
+        for (uint32_t i = 0; i < segments; ++i) expanders[i].Expand(buffer + plane * i, plane);
         std::memset(buffer + plane * segments, 0, frameSize - plane * segments);
-    } else if (DicomStatus status = ExpandInterleaved(item, itemBytes, declared, segments, frameSize, buffer);
-               status != kDicomOk)
-        return status;
+    } else {
+        ExpandInterleaved(expanders, segments, frameSize, buffer);
+    }
 
     // Kept: only palette indices get little-endian byte order; grey words stay as the segments were
     // interleaved, most significant byte first. Pinned by RleFrame.OnlyPaletteWordsAreSwapped.

@@ -60,12 +60,19 @@ ValueRange FindValueRange(const ImageDescription& description, const PixelLayout
 ByteScale::ByteScale(const PixelLayout& layout, ValueRange range, uint64_t sampleCount)
     : layout_(layout), range_(range)
 {
-    identity_ = layout.bytesPerSample == 1 && layout.signOffset == 0 && layout.sampleShift == 0 &&
-                layout.bitsStored == 8 && range.smallest == 0 && range.largest == 255;
+    ofBytes_ = layout.bytesPerSample == 1 && layout.signOffset == 0 && layout.sampleShift == 0 &&
+               layout.bitsStored == 8;
+    identity_ = ofBytes_ && range.smallest == 0 && range.largest == 255;
     const uint64_t places = layout.bytesPerSample == 1 ? 256 : 65536;
     if (identity_ || layout.bytesPerSample > 2 || sampleCount < places) return;
     table_.resize(static_cast<size_t>(places));
     for (uint32_t raw = 0; raw < places; ++raw) table_[raw] = Compute(raw);
+}
+
+void ByteScale::ScaleBytes(const uint8_t* source, uint8_t* target, size_t count) const
+{
+    BestImageKernels().scaleBytes(source, target, count, static_cast<uint8_t>(range_.smallest),
+                                  static_cast<uint8_t>(range_.largest));
 }
 
 ValueRange RangeOfLongs(const uint8_t* samples, uint64_t count)

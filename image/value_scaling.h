@@ -21,6 +21,9 @@ class ByteScale
     ByteScale(const PixelLayout& layout, ValueRange range, uint64_t sampleCount);
 
     bool IsIdentity() const { return identity_; }
+    /// True when the stored samples are whole bytes and their own values, so that ScaleBytes does the same.
+    bool IsOfBytes() const { return ofBytes_; }
+    void ScaleBytes(const uint8_t* source, uint8_t* target, size_t count) const;
     uint8_t At(uint32_t raw) const { return table_.empty() ? Compute(raw) : table_[raw]; }
 
   private:
@@ -35,7 +38,7 @@ class ByteScale
 
     PixelLayout layout_;
     ValueRange range_;
-    bool identity_;
+    bool ofBytes_, identity_;
     std::vector<uint8_t> table_;
 };
 

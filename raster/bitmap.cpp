@@ -1,5 +1,6 @@
 #include "raster/bitmap.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -90,7 +91,8 @@ int32_t InitBitmap(ImageBitmap* bitmap, uint32_t structSize, int32_t width, int3
     const uint64_t bytesPerLine =
         BytesPerLine(static_cast<uint64_t>(width), static_cast<uint64_t>(bitsPerPixel));
     const uint64_t dataSize = bytesPerLine * static_cast<uint64_t>(height);  // below 2^34 * 2^31
-    if (bytesPerLine > kMaxStoredBitmapBytes || dataSize > kMaxStoredBitmapBytes) return kRasterInvalid;
+    const uint64_t largest = std::max(kMaxStoredBitmapBytes, MaxBitmapBytes());
+    if (bytesPerLine > largest || dataSize > largest) return kRasterInvalid;
 
     bitmap->width = width;
     bitmap->height = height;

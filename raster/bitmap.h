@@ -52,6 +52,8 @@ enum MemoryKind : uint32_t
     kMemoryCompressedRows1Bit = 768,
     kMemoryCompressedBlocks = 1024,
     kMemoryCompressedBlocks1 = 1025,
+    kMemoryAnyContent =
+        0x80000000,  ///< beside another kind: the caller writes every byte of every row, so none is cleared
 };
 
 /// Raster descriptor: geometry, depth, colour order, bit range, palette, and where the pixels are kept.
@@ -112,6 +114,9 @@ constexpr uint64_t BytesPerLine(uint64_t width, uint64_t bitsPerPixel)
 {
     return ((width * bitsPerPixel + 31) >> 3) & ~uint64_t{3};
 }
+
+/// What holds now: kMaxBitmapBytes, or the limit that rasterSettings put in its place.
+uint64_t MaxBitmapBytes();
 
 /// True for the depths a bitmap may have.
 bool IsBitmapDepth(int32_t bitsPerPixel);

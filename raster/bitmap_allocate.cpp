@@ -65,11 +65,11 @@ uint32_t ChooseDisk(uint32_t kind, uint64_t dataSize)
     if (dataSize <= MemoryBlockLimit()) return kind & ~uint32_t{kMemoryDisk};
     const MemoryAllowance allowance = QueryMemoryAllowance();
     const bool tooLarge =
-        dataSize > allowance.available || dataSize > allowance.maxInMemory || dataSize > kMaxBitmapBytes;
+        dataSize > allowance.available || dataSize > allowance.maxInMemory || dataSize > MaxBitmapBytes();
     return tooLarge ? kind | kMemoryDisk : kind;
 }
 
-int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind)
+int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind, bool cleared)
 {
     if (memoryKind == kMemoryCaller) {
         bitmap->storageHandle = nullptr;
@@ -82,10 +82,11 @@ int32_t BuildStorage(ImageBitmap* bitmap, uint32_t memoryKind)
     if ((kind & kMemoryCompressedRows) != 0) return BuildCompressedRows(bitmap);
 
     kind = ChooseDisk(kind, bitmap->dataSize);
-    if ((kind & (kMemoryDisk | kMemoryNoTiles128)) == 0 && BuildMappedPixels(bitmap) > 0) return kRasterOk;
+    if ((kind & (kMemoryDisk | kMemoryNoTiles128)) == 0 && BuildMappedPixels(bitmap, cleared) > 0)
+        return kRasterOk;
     if ((kind & (kMemoryNoTiles | kMemoryNoTiles128)) == 0) {
         const MemoryAllowance allowance = QueryMemoryAllowance();
-        const uint64_t budget = std::min({allowance.available, allowance.maxInMemory, kMaxBitmapBytes});
+        const uint64_t budget = std::min({allowance.available, allowance.maxInMemory, MaxBitmapBytes()});
         if (BuildTiles(bitmap, MemoryBlockLimit(), budget) > 0) return kRasterOk;
     }
     return BuildDiskPixels(bitmap);
@@ -102,6 +103,14 @@ void ReleasePixels(ImageBitmap* bitmap)
     ReleaseMemoryPixels(bitmap);
 }
 }  // namespace
+
+uint64_t MaxBitmapBytes()
+{
+    // Offsets inside a bitmap are kept in 32 bits, some of them signed.
+    return rasterSettings.maxBitmapBytes > 0
+               ? static_cast<uint64_t>(std::min<int64_t>(rasterSettings.maxBitmapBytes, INT32_MAX))
+               : kMaxBitmapBytes;
+}
 
 uint64_t MemoryBlockLimit()
 {
@@ -125,12 +134,14 @@ int32_t AllocateBitmap(ImageBitmap* bitmap, uint32_t memoryKind)
 {
     if (int32_t status = CheckDescriptor(bitmap); status < 0) return status;
     if (bitmap->dataSize == 0) return kRasterEmpty;
+    const bool cleared = (memoryKind & kMemoryAnyContent) == 0;
+    memoryKind &= ~uint32_t{kMemoryAnyContent};
     if (!IsMemoryKind(memoryKind)) return kRasterInvalid;
     if ((bitmap->flags & kBitmapAllocated) != 0) return kRasterInvalid;
 
     bitmap->flags &= ~kStorageFlags;
     if (!CreateRemapTable(bitmap)) return kRasterNoMemory;
-    const int32_t status = BuildStorage(bitmap, memoryKind);
+    const int32_t status = BuildStorage(bitmap, memoryKind, cleared);
     if (status < 0) {
         std::free(bitmap->remapTable);
         bitmap->remapTable = nullptr;

@@ -35,9 +35,9 @@ class PixelAccess
 };
 }  // namespace
 
-int32_t BuildMappedPixels(ImageBitmap* bitmap)
+int32_t BuildMappedPixels(ImageBitmap* bitmap, bool cleared)
 {
-    const MappedMemory mapping = TakeMapping(uint64_t{bitmap->dataSize} + kPixelAlignment - 1);
+    const MappedMemory mapping = TakeMapping(uint64_t{bitmap->dataSize} + kPixelAlignment - 1, cleared);
     if (mapping.view == nullptr) return kRasterNoMemory;
     const auto misalignment = reinterpret_cast<uintptr_t>(mapping.view) % kPixelAlignment;
     bitmap->dataOffset = misalignment == 0 ? 0 : static_cast<uint32_t>(kPixelAlignment - misalignment);

@@ -14,7 +14,7 @@
 namespace talv {
 /// One block of memory: an anonymous mapping (a spare one where there is one), a movable global block or the
 /// caller's buffer.
-int32_t BuildMappedPixels(ImageBitmap* bitmap);
+int32_t BuildMappedPixels(ImageBitmap* bitmap, bool cleared);
 void ReleaseMemoryPixels(ImageBitmap* bitmap);
 int32_t ReadMemoryRow(ImageBitmap* bitmap, void* buffer, int32_t row, uint32_t byteCount);
 int32_t WriteMemoryRow(ImageBitmap* bitmap, const void* buffer, int32_t row, uint32_t byteCount);

@@ -14,6 +14,7 @@ struct RasterSettings
     int64_t maxInMemory = INT64_MAX;               ///< bytes; negative: percent of the available memory
     int32_t maxResidentTiles = -100;               ///< count; negative: percent of the tiles
     int64_t maxTemporaryBytes = int64_t{1} << 30;  ///< temporary files in total
+    int64_t maxBitmapBytes = 0;  ///< replaces kMaxBitmapBytes when positive; at most INT32_MAX counts
 };
 extern RasterSettings rasterSettings;
 

@@ -57,12 +57,12 @@ MappedMemory FindSpare(uint64_t size)
 }
 }  // namespace
 
-MappedMemory TakeMapping(uint64_t size)
+MappedMemory TakeMapping(uint64_t size, bool cleared)
 {
     MappedMemory mapping = FindSpare(size);
     if (mapping.view != nullptr) {
         // Rows that a decoder leaves out must not show what another picture left here.
-        std::memset(mapping.view, 0, static_cast<size_t>(size));
+        if (cleared) std::memset(mapping.view, 0, static_cast<size_t>(size));
         return mapping;
     }
     mapping = CreateMappedMemory(size);

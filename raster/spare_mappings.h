@@ -13,9 +13,9 @@ namespace talv {
 inline constexpr size_t kMaxSpareMappings = 4;
 inline constexpr uint64_t kMaxSpareBytes = uint64_t{64} << 20;
 
-/// A zero-filled mapping of exactly `size` bytes: a spare one of that size, cleared, or a new one. A null
-/// view when there is no memory even without the spares.
-MappedMemory TakeMapping(uint64_t size);
+/// A mapping of exactly `size` bytes: a spare one of that size, zero-filled when `cleared`, or a new one. A
+/// null view when there is no memory even without the spares.
+MappedMemory TakeMapping(uint64_t size, bool cleared = true);
 /// Takes over `mapping`. The oldest spares are released until the limits above hold; a mapping that is too
 /// large by itself, or comes while another thread is at the list, is released at once.
 void KeepSpareMapping(MappedMemory mapping);

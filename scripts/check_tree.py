@@ -27,9 +27,8 @@ ROOMS = {
 }
 FREE = ("tools", "tests", "fuzz", "bench")
 # Where the operating system may show: its headers and the question which system this is.
-SYSTEM_FOLDERS = ("tools/talvdicom/windows/", "platform/windows/", "filter/directshow/", "filter/greydisplay/windows/",
-                  "tools/windows/", "tools/dicplay", "tests/directshow/",
-                  "tests/platform/windows/")
+SYSTEM_FOLDERS = ("platform/windows/", "filter/directshow/", "filter/greydisplay/windows/", "tools/talvdicom/windows/",
+                  "tools/windows/", "tools/dicplay", "docs/examples/", "tests/directshow/", "tests/platform/windows/")
 SYSTEM_HEADERS = re.compile(
     r"^(windows|dshow|streams|strmif|objbase|ole2|olectl|oleauto|oaidl|ocidl|commctrl|commdlg|shlobj|winreg|"
     r"windowsx|amvideo|uuids|control|qedit|tlhelp32|psapi|winbase|winuser)\.h$", re.IGNORECASE)

@@ -8,12 +8,14 @@ build_tools=(build-essential cmake ninja-build ccache git python3 clang libclang
 libraries=(googletest libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libpng-dev zlib1g-dev)
 windows_tools=(g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
     wine wine64 xvfb xauth imagemagick)
+# The package: the installer, pages, the Debian package.
+packagers=(nsis cmark-gfm dpkg-dev)
 # Independent codecs and readers that tests and benchmarks compare with.
-peers=(dcmtk libdcmtk-dev libgdcm-tools libgdcm-dev libjpeg-turbo-progs libturbojpeg0-dev libopenjp2-tools
-    libopenjp2-7-dev python3-pydicom python3-numpy)
+peers=(dcmtk libdcmtk-dev libgdcm-tools libgdcm-dev libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev libopenjp2-tools
+    libopenjp2-7-dev python3-pydicom python3-numpy ffmpeg mandoc)
 # Wine plays compressed video streams with these.
 media=(gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav)
-wanted=("${build_tools[@]}" "${libraries[@]}" "${windows_tools[@]}" "${peers[@]}" "${media[@]}")
+wanted=("${build_tools[@]}" "${libraries[@]}" "${windows_tools[@]}" "${packagers[@]}" "${peers[@]}" "${media[@]}")
 
 wine64_files=/usr/lib/x86_64-linux-gnu/wine
 no_win32_note=build/setup-without-32-bit-wine

@@ -78,8 +78,14 @@ wine_prepare_prefix() {
     wine_stamp >"$WINEPREFIX/talv.stamp"
 }
 
-# The first program of a session starts Wine's services. Better this one than a test with a clock running.
+# The first program of a session starts Wine's services. Better this one than a test with a clock running. They end
+# with the last program and do not come back, and each later window would wait 10 seconds for them: so one program, which
+# waits for input that never comes, lives as long as the session.
 wine_start_services() {
+    timeout 60 wine cmd /c exit </dev/null >/dev/null 2>&1 9>&-
+    rm -f "$wine_state/no-input"
+    mkfifo "$wine_state/no-input" || return 1
+    setsid wine cmd <>"$wine_state/no-input" >/dev/null 2>&1 9>&- &
     timeout 60 wine cmd /c exit </dev/null >/dev/null 2>&1 9>&-
 }
 

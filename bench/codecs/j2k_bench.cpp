@@ -1,115 +1,116 @@
-// JPEG 2000 frames beside the packaged decoder, in one run, alternating, one line per file:
-//     file  peer ms median (best)  own ms median (best)  peer / own
-// Run it as build/native/bench/j2k_bench THREADS ROUNDS FILE.j2k...; FLT_SIMD=plain lowers the level.
+// JPEG 2000 frames beside the packaged decoder, in one run, alternating: one thread by the time it was
+// running, two threads by the clock; medians in milliseconds and ratios peer / own.
+//
+//     j2k_bench [ROUNDS [CASE or FILE.j2k or --write]...]
+//
+// --write leaves the generated streams as files in the current folder. FLT_SIMD=plain lowers the level.
 
-#include <openjpeg.h>
+#include <time.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <vector>
+#include <string>
 
+#include "bench/codecs/j2k_bench_frames.h"
 #include "codecs/j2k/j2k_decoder.h"
 
 namespace {
-struct Input
-{
-    const std::vector<uint8_t>& bytes;
-    size_t position;
-};
+using namespace talv;
+using namespace talv::j2k_bench;
 
-OPJ_SIZE_T Read(void* to, OPJ_SIZE_T count, void* user)
+double ThreadMs()
 {
-    auto* input = static_cast<Input*>(user);
-    const size_t left = input->bytes.size() - input->position;
-    if (left == 0) return static_cast<OPJ_SIZE_T>(-1);
-    count = std::min<OPJ_SIZE_T>(count, left);
-    std::memcpy(to, input->bytes.data() + input->position, count);
-    input->position += count;
-    return count;
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) * 1e-6;
 }
 
-OPJ_OFF_T SkipBytes(OPJ_OFF_T count, void* user)
+double WallMs()
 {
-    static_cast<Input*>(user)->position += static_cast<size_t>(count);
-    return count;
-}
-
-OPJ_BOOL Seek(OPJ_OFF_T position, void* user)
-{
-    static_cast<Input*>(user)->position = static_cast<size_t>(position);
-    return OPJ_TRUE;
-}
-
-opj_image_t* DecodeWithPeer(const std::vector<uint8_t>& bytes, int threads)
-{
-    Input input{bytes, 0};
-    opj_stream_t* stream = opj_stream_create(1 << 20, OPJ_TRUE);
-    opj_stream_set_user_data(stream, &input, nullptr);
-    opj_stream_set_user_data_length(stream, bytes.size());
-    opj_stream_set_read_function(stream, Read);
-    opj_stream_set_skip_function(stream, SkipBytes);
-    opj_stream_set_seek_function(stream, Seek);
-    opj_dparameters_t parameters;
-    opj_set_default_decoder_parameters(&parameters);
-    opj_codec_t* codec = opj_create_decompress(OPJ_CODEC_J2K);
-    opj_image_t* image = nullptr;
-    if (!opj_setup_decoder(codec, &parameters) || (threads > 1 && !opj_codec_set_threads(codec, threads)) ||
-        !opj_read_header(stream, codec, &image) || !opj_decode(codec, stream, image))
-        std::fprintf(stderr, "the peer refuses the stream\n");
-    opj_stream_destroy(stream);
-    opj_destroy_codec(codec);
-    return image;
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 
 template <class Work>
-double Milliseconds(Work work)
+void Time(std::vector<double>* times, double (*clock)(), Work work)
 {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = clock();
     work();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    times->push_back(clock() - start);
+}
+
+double Median(std::vector<double> times)
+{
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+int Compare(const std::string& name, std::vector<uint8_t>& bytes, size_t rounds)
+{
+    opj_image_t* image = DecodeWithPeer(bytes, 1);
+    if (image == nullptr) {
+        std::fprintf(stderr, "j2k_bench: %s: the peer refuses the stream\n", name.c_str());
+        return 1;
+    }
+    J2KFrameDescriptor descriptor{};
+    descriptor.size = sizeof descriptor;
+    descriptor.sourceLength = static_cast<uint32_t>(bytes.size());
+    descriptor.width = image->comps[0].w;
+    descriptor.height = image->comps[0].h;
+    descriptor.bitsPerPixel = image->numcomps * (image->comps[0].prec > 8 ? 16 : 8);
+    descriptor.bytesPerLine = descriptor.width * descriptor.bitsPerPixel / 8;
+    const double samples = static_cast<double>(descriptor.width) * descriptor.height * image->numcomps;
+    opj_image_destroy(image);
+    std::vector<uint8_t> rows(size_t{descriptor.bytesPerLine} * descriptor.height);
+    const auto own = [&](unsigned threads) {
+        if (DecodeJ2kFrame(bytes.data(), rows.data(), descriptor, threads) < 0) std::exit(1);
+    };
+    const auto peer = [&](int threads) { opj_image_destroy(DecodeWithPeer(bytes, threads)); };
+    std::vector<double> peer1, own1, peer2, own2;
+    for (size_t round = 0; round < rounds; ++round) {
+        Time(&peer1, ThreadMs, [&] { peer(1); });
+        Time(&own1, ThreadMs, [&] { own(1); });
+        Time(&peer2, WallMs, [&] { peer(2); });
+        Time(&own2, WallMs, [&] { own(2); });
+    }
+    std::printf("%-18s %5.2f %8.2f %8.2f %6.2f %8.2f %8.2f %6.2f %6.2f\n", name.c_str(),
+                8.0 * static_cast<double>(bytes.size()) / samples, Median(peer1), Median(own1),
+                Median(peer1) / Median(own1), Median(peer2), Median(own2), Median(peer2) / Median(own2),
+                Median(peer1) / Median(own2));
+    std::fflush(stdout);
+    return 0;
 }
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc < 4) {
-        std::fprintf(stderr, "usage: j2k_bench THREADS ROUNDS FILE.j2k...\n");
-        return 2;
+    const size_t rounds = argc > 1 ? static_cast<size_t>(std::max(1, std::atoi(argv[1]))) : 11;
+    std::vector<std::string> wanted(argv + std::min(argc, 2), argv + argc);
+    const auto flag = std::find(wanted.begin(), wanted.end(), "--write");
+    const bool write = flag != wanted.end();
+    if (write) wanted.erase(flag);
+    if (!write)
+        std::printf("%-18s %5s %8s %8s %6s %8s %8s %6s %6s\n", "case", "bits", "peer 1", "own 1", "ratio",
+                    "peer 2", "own 2", "ratio", "1 / 2");
+    for (const Case& c : Cases()) {
+        if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), c.name) == wanted.end()) continue;
+        std::vector<uint8_t> bytes = Encode(c.frame(), c.encoding);
+        if (write)
+            std::ofstream(std::string(c.name) + ".j2k", std::ios::binary)
+                .write(reinterpret_cast<const char*>(bytes.data()),
+                       static_cast<std::streamsize>(bytes.size()));
+        else if (int status = Compare(c.name, bytes, rounds); status != 0)
+            return status;
     }
-    const int threads = std::max(1, std::atoi(argv[1]));
-    const auto rounds = static_cast<size_t>(std::max(1, std::atoi(argv[2])));
-    for (int i = 3; i < argc; ++i) {
-        std::ifstream file(argv[i], std::ios::binary);
-        const std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
-        opj_image_t* image = DecodeWithPeer(bytes, 1);
-        if (image == nullptr) return 1;
-        talv::J2KFrameDescriptor descriptor{};
-        descriptor.size = sizeof descriptor;
-        descriptor.sourceLength = static_cast<uint32_t>(bytes.size());
-        descriptor.width = image->comps[0].w;
-        descriptor.height = image->comps[0].h;
-        descriptor.bitsPerPixel = image->numcomps * (image->comps[0].prec > 8 ? 16 : 8);
-        descriptor.bytesPerLine = descriptor.width * descriptor.bitsPerPixel / 8;
-        opj_image_destroy(image);
-        std::vector<uint8_t> rows(size_t{descriptor.bytesPerLine} * descriptor.height);
-        std::vector<double> peer, own;
-        for (size_t round = 0; round < rounds; ++round) {
-            peer.push_back(Milliseconds([&] { opj_image_destroy(DecodeWithPeer(bytes, threads)); }));
-            own.push_back(Milliseconds([&] {
-                if (talv::DecodeJ2kFrame(bytes.data(), rows.data(), descriptor,
-                                         static_cast<unsigned>(threads)) < 0)
-                    std::exit(1);
-            }));
-        }
-        std::sort(peer.begin(), peer.end());
-        std::sort(own.begin(), own.end());
-        std::printf("%-24s %8.2f (%8.2f) %8.2f (%8.2f) %6.2f\n", argv[i], peer[rounds / 2], peer[0],
-                    own[rounds / 2], own[0], peer[rounds / 2] / own[rounds / 2]);
+    for (const std::string& path : wanted) {
+        if (path.find('.') == std::string::npos) continue;
+        std::ifstream file(path, std::ios::binary);
+        std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
+        const size_t slash = path.rfind('/') + 1, dot = path.rfind('.');
+        if (int status = Compare(path.substr(slash, dot - slash), bytes, rounds); status != 0) return status;
     }
     return 0;
 }

@@ -1,19 +1,30 @@
-// The exported decoder beside the packaged ones, in one run over the same generated streams: medians in
-// milliseconds of one thread, and ratios peer / own. Usage: jpeg_bench [rounds]
+// The exported decoder beside libjpeg-turbo and, where it was found, the packaged DICOM toolkit: the three
+// take turns on the same generated streams. One line a case:
+//
+//     case  stream bytes  own ms median (best)  MB/s | turbo ms  ratio of medians (of bests) | dcmtk likewise
+//
+// The peers have one thread; so has the product unless FLT_THREADS says otherwise, but for the cases named
+// "_threads", which have one a processor. Times are the processor's, with "_threads" the wall's. Usage:
+// jpeg_bench [ROUNDS [CASE]]
 
 #include <turbojpeg.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <random>
+#include <string_view>
 #include <vector>
 
 #include "codecs/entry_points.h"
 #include "platform/cpu.h"
+
+#ifdef TALV_BENCH_DCMTK
+#include "tests/support/dcmtk_jpeg.h"
+#endif
 
 namespace {
 using namespace talv;
@@ -92,11 +103,21 @@ Bytes CompressLossless(const Bytes& rows, int width, int height, int bits)
     return stream;
 }
 
-double TimeMs(const std::function<void()>& run)
+double Seconds(clockid_t clock)
 {
-    const auto start = std::chrono::steady_clock::now();
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// Milliseconds of the processor, which other programs of a busy machine do not add to; with threads those of
+/// the wall.
+double TimeMs(bool threads, const std::function<void()>& run)
+{
+    const clockid_t clock = threads ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID;
+    const double start = Seconds(clock);
     run();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    return (Seconds(clock) - start) * 1000;
 }
 
 double Median(std::vector<double> times)
@@ -106,46 +127,106 @@ double Median(std::vector<double> times)
     return *middle;
 }
 
+/// What the peers have to know of a stream.
+enum class Coding
+{
+    baseline,
+    progressive,
+    extended,
+    lossless,   ///< any predictor
+    lossless1,  ///< predictor 1
+};
+
 struct Case
 {
     const char* name;
     Bytes stream;
     int width;
     int height;
-    int bits;
-    bool peer;  ///< the packaged decoder knows the process
+    int bits;        ///< a pixel of the destination
+    int bitsStored;  ///< a sample
+    Coding coding;
+    bool threads = false;
 };
+
+struct Times
+{
+    std::vector<double> ms;
+
+    void Add(double time) { ms.push_back(time); }
+    double Middle() const { return ms.empty() ? 0 : Median(ms); }
+    double Best() const { return ms.empty() ? 0 : *std::min_element(ms.begin(), ms.end()); }
+};
+
+void PrintPeer(const char* name, const Times& peer, const Times& own)
+{
+    if (peer.ms.empty())
+        std::printf("  %s %8s %6s %8s", name, "-", "-", "");
+    else
+        std::printf("  %s %8.3f %6.2f (%5.2f)", name, peer.Middle(), peer.Middle() / own.Middle(),
+                    peer.Best() / own.Best());
+}
+
+#ifdef TALV_BENCH_DCMTK
+E_TransferSyntax SyntaxOf(Coding coding)
+{
+    switch (coding) {
+        case Coding::baseline:
+            return EXS_JPEGProcess1;
+        case Coding::progressive:
+            return EXS_JPEGProcess10_12;
+        case Coding::extended:
+            return EXS_JPEGProcess2_4;
+        case Coding::lossless:
+            return EXS_JPEGProcess14;
+        default:
+            return EXS_JPEGProcess14SV1;
+    }
+}
+#endif
 
 void Measure(const Case& c, int rounds)
 {
+    if (c.stream.empty()) {
+        std::printf("%-22s no stream: its encoder is not there\n", c.name);
+        return;
+    }
     Bytes rows((static_cast<size_t>(c.width * c.bits) + 31) / 32 * 4 * static_cast<size_t>(c.height));
-    int32_t status = 0;
+    int32_t status = 1;
     const auto own = [&] {
-        status = fltLoadBufferCMP(c.stream.data(), static_cast<uint32_t>(c.stream.size()), rows.data(), 0,
-                                  c.width, c.height, static_cast<uint32_t>(c.bits), nullptr, 0);
+        status = std::min(
+            status, fltLoadBufferCMP(c.stream.data(), static_cast<uint32_t>(c.stream.size()), rows.data(), 0,
+                                     c.width, c.height, static_cast<uint32_t>(c.bits), nullptr, 0));
     };
     const tjhandle handle = tjInitDecompress();
-    const auto peer = [&] {
+    const auto turbo = [&] {
         tjDecompress2(handle, c.stream.data(), c.stream.size(), rows.data(), c.width, 0, c.height,
                       c.bits == 24 ? TJPF_BGR : TJPF_GRAY, TJFLAG_ACCURATEDCT);
     };
-    // In turns, so that both see the same neighbours on the machine.
-    std::vector<double> ownTimes, peerTimes;
+    const bool turboKnows = c.coding == Coding::baseline || c.coding == Coding::progressive;
+#ifdef TALV_BENCH_DCMTK
+    const DcmtkPicture picture{c.width, c.height, c.bits == 24 ? 3 : 1, c.bits == 16 ? 16 : 8, c.bitsStored};
+    DcmtkFrame frame(picture, c.stream, SyntaxOf(c.coding));
+    bool dcmtkDecodes = frame.Decode(&rows);
+#endif
+    if (c.threads) unsetenv("FLT_THREADS");
+    // In turns, so that all see the same neighbours on the machine.
+    Times ownTimes, turboTimes, dcmtkTimes;
     for (int i = 0; i < rounds; ++i) {
-        ownTimes.push_back(TimeMs(own));
-        peerTimes.push_back(c.peer ? TimeMs(peer) : 0);
+        ownTimes.Add(TimeMs(c.threads, own));
+        if (turboKnows) turboTimes.Add(TimeMs(c.threads, turbo));
+#ifdef TALV_BENCH_DCMTK
+        if (dcmtkDecodes) dcmtkTimes.Add(TimeMs(c.threads, [&] { dcmtkDecodes = frame.Decode(&rows); }));
+#endif
     }
-    const double ownMs = Median(ownTimes), peerMs = Median(peerTimes);
-    const double ownBest = *std::min_element(ownTimes.begin(), ownTimes.end());
-    const double peerBest = *std::min_element(peerTimes.begin(), peerTimes.end());
-    const double megabytes = static_cast<double>(rows.size()) / 1e6;
-    std::printf("%-22s status %d  bytes %8zu  own %7.3f ms %6.0f MB/s", c.name, status, c.stream.size(),
-                ownMs, megabytes / ownMs * 1000);
-    if (c.peer)
-        std::printf("  libjpeg-turbo %7.3f (%.3f) ms  ratio %.2f (%.2f)", peerMs, peerBest, peerMs / ownMs,
-                    peerBest / ownBest);
-    std::printf("\n");
+    if (c.threads) setenv("FLT_THREADS", "1", 1);
     tjDestroy(handle);
+    const double megabytes = static_cast<double>(c.width * c.height * c.bits) / 8e6;
+    std::printf("%-22s %8zu  own %8.3f (%8.3f) %5.0f MB/s |", c.name, c.stream.size(), ownTimes.Middle(),
+                ownTimes.Best(), megabytes / ownTimes.Middle() * 1000);
+    PrintPeer("turbo", turboTimes, ownTimes);
+    PrintPeer("| dcmtk", dcmtkTimes, ownTimes);
+    std::printf("%s\n", status == 1 ? "" : "  FAILED");
 }
 
 Bytes Low8(const std::vector<uint16_t>& samples)
@@ -160,30 +241,73 @@ Bytes Words(const std::vector<uint16_t>& samples)
         bytes.insert(bytes.end(), {static_cast<uint8_t>(s), static_cast<uint8_t>(s >> 8)});
     return bytes;
 }
+
+/// 12 bits of the extended process with the toolkit's encoder.
+Bytes CompressExtended([[maybe_unused]] const Bytes& words, [[maybe_unused]] int size)
+{
+#ifdef TALV_BENCH_DCMTK
+    return EncodeWithDcmtk({size, size, 1, 16, 12}, words, EXS_JPEGProcess2_4, DJ_RPLossy(90));
+#else
+    return {};
+#endif
+}
+
+/// Lossless of other predictors than the first, likewise.
+Bytes CompressPredicted([[maybe_unused]] const Bytes& words, [[maybe_unused]] int size,
+                        [[maybe_unused]] int bits, [[maybe_unused]] int predictor)
+{
+#ifdef TALV_BENCH_DCMTK
+    return EncodeWithDcmtk({size, size, 1, 16, bits}, words, EXS_JPEGProcess14, DJ_RPLossless(predictor, 0));
+#else
+    return {};
+#endif
+}
 }  // namespace
 
 int main(int argc, char** argv)
 {
     const int rounds = argc > 1 ? std::atoi(argv[1]) : 41;
+#ifdef TALV_BENCH_DCMTK
+    DJDecoderRegistration::registerCodecs();
+    DJEncoderRegistration::registerCodecs();
+#endif
+    setenv("FLT_THREADS", "1", 0);
     const Bytes us = Sector(640, 480, 3), usGrey = Sector(640, 480, 1);
     const Bytes xa8 = Low8(Vessels(1024, 8, 4));
-    const Case cases[] = {
-        {"us_rgb_420", Compress(us, 640, 480, 3, TJSAMP_420, 75, 0), 640, 480, 24, true},
-        {"us_rgb_422", Compress(us, 640, 480, 3, TJSAMP_422, 75, 0), 640, 480, 24, true},
-        {"us_rgb_444", Compress(us, 640, 480, 3, TJSAMP_444, 75, 0), 640, 480, 24, true},
-        {"us_grey", Compress(usGrey, 640, 480, 1, TJSAMP_GRAY, 85, 0), 640, 480, 8, true},
-        {"xa8", Compress(xa8, 1024, 1024, 1, TJSAMP_GRAY, 85, 0), 1024, 1024, 8, true},
-        {"xa8_q98", Compress(xa8, 1024, 1024, 1, TJSAMP_GRAY, 98, 0), 1024, 1024, 8, true},
-        {"prog_us_rgb_420", Compress(us, 640, 480, 3, TJSAMP_420, 75, TJFLAG_PROGRESSIVE), 640, 480, 24,
-         true},
-        {"prog_xa8", Compress(xa8, 1024, 1024, 1, TJSAMP_GRAY, 85, TJFLAG_PROGRESSIVE), 1024, 1024, 8, true},
-        {"sv1_us_grey", CompressLossless(usGrey, 640, 480, 8), 640, 480, 8, false},
-        {"sv1_us_rgb", CompressLossless(us, 640, 480, 24), 640, 480, 24, false},
-        {"sv1_xa8", CompressLossless(xa8, 1024, 1024, 8), 1024, 1024, 8, false},
-        {"sv1_xa12", CompressLossless(Words(Vessels(1024, 12, 30)), 1024, 1024, 16), 1024, 1024, 16, false},
-        {"sv1_dx16", CompressLossless(Words(Vessels(2048, 16, 40)), 2048, 2048, 16), 2048, 2048, 16, false},
+    const Bytes xa12 = Words(Vessels(1024, 12, 30)), dx16 = Words(Vessels(2048, 16, 40));
+    const Bytes us420 = Compress(us, 640, 480, 3, TJSAMP_420, 75, 0);
+    setenv("TJ_RESTART", "1", 1);  // libjpeg-turbo: an interval of one MCU row
+    const Bytes us420Restart = Compress(us, 640, 480, 3, TJSAMP_420, 75, 0);
+    const Bytes xa8Restart = Compress(xa8, 1024, 1024, 1, TJSAMP_GRAY, 85, 0);
+    unsetenv("TJ_RESTART");
+    const auto grey = [&](int quality, int flags) {
+        return Compress(xa8, 1024, 1024, 1, TJSAMP_GRAY, quality, flags);
     };
-    std::printf("SIMD level %d, %d rounds, medians\n", static_cast<int>(DetectedSimdLevel()), rounds);
-    for (const Case& c : cases) Measure(c, rounds);
+    using enum Coding;
+    const Case cases[] = {
+        {"us_rgb_420", us420, 640, 480, 24, 8, baseline},
+        {"us_rgb_420_dri", us420Restart, 640, 480, 24, 8, baseline},
+        {"us_rgb_420_dri_threads", us420Restart, 640, 480, 24, 8, baseline, true},
+        {"us_rgb_422", Compress(us, 640, 480, 3, TJSAMP_422, 75, 0), 640, 480, 24, 8, baseline},
+        {"us_rgb_444", Compress(us, 640, 480, 3, TJSAMP_444, 75, 0), 640, 480, 24, 8, baseline},
+        {"us_grey", Compress(usGrey, 640, 480, 1, TJSAMP_GRAY, 85, 0), 640, 480, 8, 8, baseline},
+        {"xa8", grey(85, 0), 1024, 1024, 8, 8, baseline},
+        {"xa8_q98", grey(98, 0), 1024, 1024, 8, 8, baseline},
+        {"xa8_dri_threads", xa8Restart, 1024, 1024, 8, 8, baseline, true},
+        {"prog_us_rgb_420", Compress(us, 640, 480, 3, TJSAMP_420, 75, TJFLAG_PROGRESSIVE), 640, 480, 24, 8,
+         progressive},
+        {"prog_xa8", grey(85, TJFLAG_PROGRESSIVE), 1024, 1024, 8, 8, progressive},
+        {"ext12_xa12", CompressExtended(xa12, 1024), 1024, 1024, 16, 12, extended},
+        {"sv1_us_grey", CompressLossless(usGrey, 640, 480, 8), 640, 480, 8, 8, lossless1},
+        {"sv1_us_rgb", CompressLossless(us, 640, 480, 24), 640, 480, 24, 8, lossless1},
+        {"sv1_xa8", CompressLossless(xa8, 1024, 1024, 8), 1024, 1024, 8, 8, lossless1},
+        {"sv1_xa12", CompressLossless(xa12, 1024, 1024, 16), 1024, 1024, 16, 16, lossless1},
+        {"sv1_dx16", CompressLossless(dx16, 2048, 2048, 16), 2048, 2048, 16, 16, lossless1},
+        {"sv6_xa12", CompressPredicted(xa12, 1024, 12, 6), 1024, 1024, 16, 12, lossless},
+        {"sv7_dx16", CompressPredicted(dx16, 2048, 16, 7), 2048, 2048, 16, 16, lossless},
+    };
+    std::printf("SIMD level %d, %d rounds, medians (best)\n", static_cast<int>(DetectedSimdLevel()), rounds);
+    for (const Case& c : cases)
+        if (argc < 3 || std::string_view(argv[2]) == c.name) Measure(c, rounds);
     return 0;
 }

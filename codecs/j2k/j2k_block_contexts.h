@@ -3,22 +3,15 @@
 #include <array>
 #include <cstdint>
 
-// Context formation of the coefficient bit modelling (T.800 D.3). The flags of a column of four coefficients
-// are one word; a column further left or right is the neighbouring word, the stripes above and below are a
-// whole row of words away.
+// Context formation of the coefficient bit modelling (T.800 D.3). A column of four coefficients and what lies
+// around it are one word:
 //
-//   bits 0..17   significance of three columns by six rows, row -1 first: bit 3 * (row + 1) + column
-//   bit 18 + 3r  row r was visited by the current significance pass
-//   bit 19 + 3r  row r was refined before
-//   bit 20 + 3r  row r is negative
-//   bit 30, 31   the coefficient above the column, below the column is negative
+//   bits 0..17    significance of three columns by six rows, row -1 first: bit 3 * (row + 1) + column
+//   bits 32..49   the same places: significant and negative
 //
-// All that belongs to row r is thus reached by one shift of 3r.
+// All that row r of the column has around it is thus reached by one shift of 3r.
 namespace talv::j2k_flags {
-constexpr uint32_t kSignificance = 0x3FFFF;
-constexpr uint32_t kEachRow = 0x249;  ///< bit 3r of rows 0 to 3
-constexpr int kOwn = 4, kVisited = 18, kRefined = 19, kNegative = 20;
-constexpr uint32_t kAboveNegative = 1u << 30, kBelowNegative = 1u << 31;
+using J2kColumn = uint64_t;
 
 constexpr int kContextMagnitude = 14, kContextRun = 17, kContextUniform = 18, kContexts = 19;
 
@@ -70,7 +63,13 @@ static_assert(SignContext(1, -1) == 11 && SignContext(0, -1) == (10 | 0x80) &&
 
 using SignTable = std::array<uint8_t, 256>;
 
-/// Indexed by significance of north, west, east, south in bits 1, 3, 5, 7 and their signs in bits 0, 2, 4, 6.
+/// Significance of north, west, east, south in bits 1, 3, 5, 7 and their signs in bits 0, 2, 4, 6.
+inline uint32_t SignIndex(J2kColumn around)
+{
+    return (static_cast<uint32_t>(around) & 0xAA) | (static_cast<uint32_t>(around >> 33) & 0x55);
+}
+
+/// Indexed by `SignIndex`.
 constexpr SignTable MakeSignTable()
 {
     SignTable table{};

@@ -41,7 +41,7 @@ class FrameDecoder
                                      std::min(image.tileHeight, image.height) * image.components.size();
         if (tiles_.size() >= 2 * workers_.Count() && tileSamples <= kSmallTile)
             workers_.Run(tiles_.size(), [this](size_t i, unsigned) {
-                J2kWorkers alone(1);
+                CodecWorkers alone(1);
                 DecodeTile(tiles_[i], alone);
             });
         else
@@ -52,7 +52,7 @@ class FrameDecoder
     }
 
   private:
-    void DecodeTile(const TileRange& range, J2kWorkers& workers)
+    void DecodeTile(const TileRange& range, CodecWorkers& workers)
     {
         if (status_ < 0) return;
         int32_t status = kCodecNoMemory;
@@ -84,7 +84,7 @@ class FrameDecoder
     const J2kCodestream& stream_;
     const J2KDestination& destination_;
     J2kBudget& budget_;
-    J2kWorkers workers_;
+    CodecWorkers workers_;
     std::vector<TileRange> tiles_;
     std::atomic<int32_t> status_{kCodecOk};
     std::atomic<uint64_t> packets_{0};

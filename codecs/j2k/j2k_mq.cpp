@@ -1,7 +1,5 @@
 #include "codecs/j2k/j2k_mq.h"
 
-#include <array>
-
 namespace talv {
 namespace {
 struct Row
@@ -28,42 +26,41 @@ constexpr Row kRows[47] = {
 };
 // clang-format on
 
-using StateTable = std::array<MqState, 94>;
-
-StateTable MakeStates(const StateTable& self)
+constexpr MqContext MakeContext(size_t row, size_t symbol)
 {
-    StateTable states{};
-    for (size_t i = 0; i < 94; ++i) {
-        const Row& row = kRows[i / 2];
-        const size_t symbol = i % 2;
-        states[i] = {static_cast<int64_t>(row.qe) << kMqScale,
-                     {&self[row.nextMps * 2u + symbol], &self[row.nextLps * 2u + (symbol ^ row.switches)]},
-                     static_cast<int64_t>(symbol)};
+    return static_cast<MqWord>(kRows[row].qe) << kMqBelow | (row * 2 + symbol) * 4 | symbol;
+}
+
+constexpr MqStates MakeStates()
+{
+    MqStates states{};
+    for (size_t row = 0; row < 47; ++row) {
+        for (size_t symbol = 0; symbol < 2; ++symbol) {
+            MqContext* words = &states.words[(row * 2 + symbol) * 4];
+            words[0] = MakeContext(row, symbol);
+            words[1] = MakeContext(kRows[row].nextMps, symbol);
+            words[2] = MakeContext(kRows[row].nextLps, symbol ^ kRows[row].switches);
+        }
     }
     return states;
 }
 
-const StateTable kStates = MakeStates(kStates);
 }  // namespace
 
-const MqState* MqInitialState(int row)
-{
-    return &kStates[static_cast<size_t>(row) * 2];
-}
+constinit const MqStates kMqStates = MakeStates();
 
 // T.800 C.3.4: after 0xFF a byte carries seven bits; a byte above 0x8F there is a marker, and from there on,
-// as behind the last byte, the decoder is fed with ones.
+// as behind the last byte, the decoder is fed with ones. Behind a segment two bytes 0xFF lie: a marker.
 MqSupply RefillMqBytes(MqSupply s)
 {
-    while (s.position > 8) {
-        if (s.next < s.end && !(s.last == 0xFF && *s.next > 0x8F)) {
-            s.position -= s.last == 0xFF ? 7 : 8;
-            s.last = *s.next++;
-            s.code += static_cast<int64_t>(s.last) << s.position;
+    while (s.ahead < 8) {
+        const bool stuffed = s.next[-1] == 0xFF;
+        if (stuffed && *s.next > 0x8F) {
+            s.ahead += 8;
+            s.code += MqWord{0xFF} << (kMqBelow - s.ahead);
         } else {
-            s.end = s.next;
-            s.position -= 8;
-            s.code += int64_t{0xFF} << s.position;
+            s.ahead += stuffed ? 7 : 8;
+            s.code += static_cast<MqWord>(*s.next++) << (kMqBelow - s.ahead);
         }
     }
     return s;

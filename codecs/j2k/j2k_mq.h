@@ -5,99 +5,173 @@
 #include <cstdint>
 
 namespace talv {
-/// Bits below the 16 active bits of the arithmetic decoder's registers.
-constexpr int kMqScale = 40;
-constexpr int64_t kMqHalf = int64_t{0x8000} << kMqScale;
+/// A register of the machine. The arithmetic decoder's 16-bit registers lie in its top bits, what follows
+/// below them are bits read ahead.
+using MqWord = size_t;
+constexpr int kMqBelow = static_cast<int>(8 * sizeof(MqWord)) - 16;
 
-/// One row of the probability table (T.800 table C.2) for one sense of the more probable symbol.
-struct MqState
+/// One context: Qe in the top 16 bits, the row of `kMqStates` it stands for in bits 2 to 8, the more probable
+/// symbol in bit 0.
+using MqContext = MqWord;
+constexpr MqWord kMqQeMask = MqWord{0xFFFF} << kMqBelow;
+constexpr MqWord kMqRowMask = 0x1FC;
+
+/// Four words for each row of the probability table (T.800 table C.2) and sense of the more probable symbol:
+/// the context itself, and what it becomes after the more and after the less probable symbol.
+struct MqStates
 {
-    int64_t interval;        ///< Qe, scaled
-    const MqState* next[2];  ///< after the more and after the less probable symbol
-    int64_t symbol;          ///< the more probable symbol
+    MqContext words[94 * 4];
 };
+extern const MqStates kMqStates;
 
 /// State `row` (0..46) with the more probable symbol 0.
-const MqState* MqInitialState(int row);
+inline MqContext MqInitialState(int row)
+{
+    return kMqStates.words[row * 8];
+}
 
 /// What a refill changes; passed by value so that the registers of a pass never need an address.
 struct MqSupply
 {
     const uint8_t* next;
-    const uint8_t* end;
-    int64_t code;
-    int position;   ///< the next byte's top bit goes below this bit
-    uint32_t last;  ///< the byte before `next`
+    MqWord code;
+    int ahead;  ///< bits read ahead of the 16 active ones
 };
 MqSupply RefillMqBytes(MqSupply supply);
 
-/// MQ decoder (T.800 C.3). The interval A and the code C are kept less `slack`, the distance both may still
-/// shrink before a renormalisation or a less probable symbol is due: the frequent step is one subtraction and
-/// one branch.
+/// All ones or none; a compiler that knew where it comes from would make jumps of its uses.
+inline MqWord MqMask(bool condition)
+{
+    MqWord mask = MqWord{0} - static_cast<MqWord>(condition);
+    asm("" : "+r"(mask));
+    return mask;
+}
+
+/// One decision before its renormalisation. All that depends on its outcome is selected without a jump: the
+/// part of the interval, the exchange of symbols, the next state.
+struct MqStep
+{
+    MqWord interval, code;
+    MqContext context;
+
+    uint32_t Take()
+    {
+        const MqContext state = context;
+        const MqWord qe = state & kMqQeMask;
+        const MqContext* row = kMqStates.words + (state & kMqRowMask);
+        MqWord part = interval - qe, flip;
+        // Below Qe lies the less probable part unless it is the larger one (T.800 C.3.2, conditional
+        // exchange). Only a renormalisation moves the context on: then the top bit of the interval is clear.
+#if defined(__x86_64__)
+        MqWord lower;
+        const MqWord old = code;
+        MqContext next = row[1];
+        asm("cmp %[qe], %[part]\n\t"
+            "sbb %[flip], %[flip]\n\t"
+            "sub %[qe], %[code]\n\t"
+            "cmovb %[old], %[code]\n\t"
+            "cmovb %[qe], %[part]\n\t"
+            "sbb %[lower], %[lower]\n\t"
+            "xor %[lower], %[flip]\n\t"
+            "cmovnz %[other], %[next]\n\t"
+            "test %[part], %[part]\n\t"
+            "cmovs %[state], %[next]"
+            : [code] "+&r"(code), [part] "+&r"(part), [lower] "=&r"(lower), [flip] "=&r"(flip),
+              [next] "+&r"(next)
+            : [qe] "r"(qe), [old] "r"(old), [state] "r"(state), [other] "m"(row[2])
+            : "cc");
+        context = next;
+#else
+        const MqWord lower = MqMask(code < qe);
+        flip = MqMask(part < qe) ^ lower;
+        part += (qe - part) & lower;
+        code -= qe & ~lower;
+        context = row[1 - flip - (part >> (kMqBelow + 15))];
+#endif
+        interval = part;
+        return static_cast<uint32_t>((state ^ flip) & 1);
+    }
+};
+
+/// MQ decoder (T.800 C.3) without branches on what it decodes: the chosen part of the interval, the exchange
+/// of symbols, the renormalisation and the next state are all selected by arithmetic, so that a decision
+/// costs the same whatever its outcome and the processor has nothing to guess.
 class MqDecoder
 {
   public:
     MqDecoder() = default;
-    MqDecoder(const uint8_t* data, size_t size)
+
+    /// Starts a codeword segment. A byte that is not 0xFF lies before `data`, two bytes 0xFF and
+    /// `kMqPadding` bytes in all behind its end.
+    explicit MqDecoder(const uint8_t* data) : supply_(RefillMqBytes({data, 0, -15}))
     {
-        supply_ = RefillMqBytes({data, data + size, 0, kMqScale + 15, 0});
-        SplitSlack(kMqHalf, supply_.code);
+        interval_ = MqWord{0x8000} << kMqBelow;
     }
 
-    uint32_t Decode(const MqState** context)
+    uint32_t Decode(MqContext* context)
     {
-        const MqState* state = *context;
-        slack_ -= state->interval;
-        if (slack_ >= 0) [[likely]]
-            return static_cast<uint32_t>(state->symbol);
-        const int64_t interval = interval_ + slack_;
-        const int64_t code = supply_.code + slack_;
-        // Below Qe lies the less probable part unless it is the larger one (T.800 C.3.2, conditional
-        // exchange).
-        const bool lower = code < 0;
-        const bool exchange = interval < state->interval;
-        const unsigned flip = static_cast<unsigned>(lower) ^ static_cast<unsigned>(exchange);
-        *context = state->next[flip];
-        const int64_t newInterval = lower ? state->interval : interval;
-        const int64_t newCode = lower ? code + state->interval : code;
-        const int shift = std::countl_zero(static_cast<uint64_t>(newInterval)) - (63 - kMqScale - 15);
-        supply_.code = newCode << shift;
-        supply_.position += shift;
-        if (supply_.position > kMqScale) Refill();
-        SplitSlack(newInterval << shift, supply_.code);
-        return static_cast<uint32_t>(state->symbol) ^ flip;
+        MqStep step{interval_, supply_.code, *context};
+        const uint32_t bit = step.Take();
+        *context = step.context;
+        const int shift = std::countl_zero(step.interval);
+        interval_ = step.interval << shift;
+        supply_.code = step.code << shift;
+        supply_.ahead -= shift;
+        if (supply_.ahead < 0) [[unlikely]]
+            Refill();
+        return bit;
+    }
+
+    /// The same for decisions that are nearly always the more probable one.
+    uint32_t DecodeLikely(MqContext* context)
+    {
+        const MqContext state = *context;
+        const MqWord qe = state & kMqQeMask;
+        const MqWord upper = interval_ - qe;
+        if (supply_.code >= qe && upper >> (kMqBelow + 15) != 0) [[likely]] {
+            interval_ = upper;
+            supply_.code -= qe;
+            return static_cast<uint32_t>(state & 1);
+        }
+        return Decode(context);
+    }
+
+    /// Takes `count` (up to 16) decisions of one context at once if all are 0 and none renormalises; else
+    /// takes none and returns false.
+    bool PassZeros(MqContext context, int count)
+    {
+        const MqWord taken = (context >> kMqBelow) * static_cast<unsigned>(count);
+        const MqWord spare = (interval_ >> kMqBelow) - 0x8000;
+        if (taken > spare || taken > supply_.code >> kMqBelow || (context & 1) != 0) return false;
+        interval_ -= taken << kMqBelow;
+        supply_.code -= taken << kMqBelow;
+        return true;
     }
 
   private:
     void Refill()
     {
-        // Four bytes at once unless one of them, or the one before, asks for bit stuffing.
-        if (supply_.end - supply_.next >= 4 && supply_.last != 0xFF) {
-            const uint32_t word = static_cast<uint32_t>(supply_.next[0]) << 24 |
-                                  static_cast<uint32_t>(supply_.next[1]) << 16 |
-                                  static_cast<uint32_t>(supply_.next[2]) << 8 | supply_.next[3];
-            if (((~word - 0x01010101u) & word & 0x80808080u) == 0) {
-                supply_.position -= 32;
-                supply_.code += static_cast<int64_t>(word) << supply_.position;
-                supply_.next += 4;
-                supply_.last = 0;
-                return;
-            }
+        // Half a register at once unless a byte, or the one before, asks for bit stuffing.
+        constexpr int kBytes = sizeof(MqWord) / 2;
+        MqWord word = 0, inverse = 0;
+        for (int i = 0; i < kBytes; ++i) word = word << 8 | supply_.next[i];
+        constexpr MqWord kLow = (MqWord{1} << 8 * kBytes) / 255;  // bit 0 of each byte
+        inverse = ~word & ((MqWord{1} << 8 * kBytes) - 1);
+        if (((inverse - kLow) & word & (kLow << 7)) == 0 && supply_.next[-1] != 0xFF) {
+            supply_.ahead += 8 * kBytes;
+            supply_.code += word << (kMqBelow - supply_.ahead);
+            supply_.next += kBytes;
+            return;
         }
         supply_ = RefillMqBytes(supply_);
     }
 
-    void SplitSlack(int64_t interval, int64_t code)
-    {
-        slack_ = interval - kMqHalf < code ? interval - kMqHalf : code;
-        interval_ = interval - slack_;
-        supply_.code = code - slack_;
-    }
-
-    int64_t slack_ = 0;
-    int64_t interval_ = 0;
+    MqWord interval_ = 0;
     MqSupply supply_{};
 };
+
+/// Bytes that must lie behind a segment for the decoder to read ahead: two of 0xFF and any others.
+constexpr size_t kMqPadding = 8;
 
 /// Raw bits of the arithmetic-coding bypass (T.800 D.6): a stuffed 0 follows each 0xFF byte.
 class RawBitReader

@@ -37,7 +37,7 @@ class TileWriter
         transform_ = UsesTransform();
     }
 
-    void Run(J2kWorkers& workers)
+    void Run(CodecWorkers& workers)
     {
         if (width_ <= 0 || height_ <= 0) return;
         std::vector<Lines> lines(workers.Count());
@@ -243,7 +243,7 @@ int32_t SetJ2kOutput(void* rows, const J2KFrameDescriptor& descriptor, const J2K
 }
 
 void WriteJ2kTile(const J2KImage& image, J2kTile& tile, const J2KDestination& destination,
-                  J2kWorkers& workers)
+                  CodecWorkers& workers)
 {
     TileWriter(image, tile, destination).Run(workers);
 }

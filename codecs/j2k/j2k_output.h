@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "codecs/codec_workers.h"
 #include "codecs/entry_points.h"
 #include "codecs/j2k/j2k_tile.h"
-#include "codecs/j2k/j2k_workers.h"
 
 namespace talv {
 /// How decoded samples of one component become destination samples: scaled, shifted to the destination's
@@ -62,5 +62,5 @@ int32_t SetJ2kOutput(void* rows, const J2KFrameDescriptor& descriptor, const J2K
 
 /// Writes a reconstructed tile into the destination, clipped to it. Throws std::bad_alloc.
 void WriteJ2kTile(const J2KImage& image, J2kTile& tile, const J2KDestination& destination,
-                  J2kWorkers& workers);
+                  CodecWorkers& workers);
 }  // namespace talv

@@ -150,7 +150,7 @@ bool J2kPacketReader::ReadBlockHeader(PacketBitReader& bits, const J2kTileCompon
     while (bits.Bit() != 0) {
         if (++block.lengthBits > 31) return false;
     }
-    if (block.passes + passes > 164) return false;
+    if (block.passes + passes > kMaxBlockPasses) return false;
     while (passes > 0) {
         const int capacity = PassesInSegment(component.style.blockStyle, block.passes - block.segmentPasses);
         if (block.segmentPasses >= capacity) {

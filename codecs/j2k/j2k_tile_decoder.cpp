@@ -1,21 +1,17 @@
 #include "codecs/j2k/j2k_tile_decoder.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
+#include <cstring>
 
+#include "codecs/j2k/j2k_block_rows.h"
 #include "codecs/j2k/j2k_blocks.h"
+#include "codecs/j2k/j2k_memory.h"
+#include "codecs/j2k/j2k_mq.h"
 #include "codecs/j2k/j2k_status.h"
 #include "codecs/j2k/j2k_wavelet.h"
 
 namespace talv {
 namespace {
-struct FreeMemory
-{
-    void operator()(void* memory) const { std::free(memory); }
-};
-using CoefficientStore = std::unique_ptr<void, FreeMemory>;
-
 /// A code-block that has passes to decode.
 struct BlockWork
 {
@@ -38,106 +34,66 @@ int BlockPlanes(const BlockWork& work)
     return work.band->planes + work.component->style.regionShift - work.block->zeroPlanes;
 }
 
-/// Gathers the chunks of a block into codeword segments; segments in several pieces are joined.
+/// Gathers the chunks of a block into codeword segments, each in one piece and with what the arithmetic
+/// decoder wants around it.
 void GatherSegments(const std::vector<J2kChunk>& chunks, const BlockWork& work, BlockThread* thread)
 {
     thread->segments.clear();
     thread->joined.clear();
-    thread->joined.reserve(static_cast<size_t>(work.bytes));
+    const auto close = [&] { thread->joined.insert(thread->joined.end(), kMqPadding, uint8_t{0xFF}); };
     for (uint32_t i = work.block->firstChunk; i != 0; i = chunks[i - 1].next) {
         const J2kChunk& chunk = chunks[i - 1];
         if (chunk.startsSegment || thread->segments.empty()) {
-            thread->segments.push_back({chunk.data, chunk.size, chunk.passes});
-            continue;
+            if (!thread->segments.empty()) close();
+            thread->joined.push_back(0);
+            thread->segments.push_back({thread->joined.data() + thread->joined.size(), 0, 0});
         }
         J2kBlockSegment& segment = thread->segments.back();
         segment.passes += chunk.passes;
-        if (chunk.size == 0) continue;
-        if (segment.data != nullptr && segment.data + segment.size == chunk.data) {
-            segment.size += chunk.size;
-            continue;
-        }
-        // `joined` never grows beyond what was reserved, so earlier segments keep their addresses.
-        const uint8_t* end = thread->joined.data() + thread->joined.size();
-        if (segment.size == 0) {
-            segment.data = chunk.data;
-        } else {
-            if (segment.data + segment.size != end) {
-                thread->joined.insert(thread->joined.end(), segment.data, segment.data + segment.size);
-                segment.data = end;
-            }
-            thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
-        }
         segment.size += chunk.size;
+        thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
     }
-}
-
-/// Maximum-shift regions of interest: what lies above the shift belongs to the region (T.800 H.1).
-inline uint32_t UndoRegionShift(uint32_t magnitude, int shift, int fraction)
-{
-    return magnitude >> (shift + fraction) != 0 ? magnitude >> shift : magnitude;
-}
-
-template <class T, class Value>
-void StoreRows(const uint32_t* samples, const BlockWork& work, T* coefficients, Value value)
-{
-    const J2kCodeBlock& block = *work.block;
-    const J2kBand& band = *work.band;
-    const size_t step = static_cast<size_t>(band.rowStep) * work.component->stride;
-    T* row = coefficients +
-             static_cast<size_t>(band.firstRow + block.y * band.rowStep) * work.component->stride +
-             static_cast<size_t>(band.firstColumn) + block.x;
-    for (int y = 0; y < block.height; y += 4) {
-        const int rows = std::min(4, block.height - y);
-        for (int r = 0; r < rows; ++r, row += step) {
-            for (int x = 0; x < block.width; ++x) row[x] = value(samples[4 * x + r]);
-        }
-        samples += 4 * block.width;
-    }
+    close();
 }
 
 void StoreBlock(const uint32_t* samples, const BlockWork& work, int fraction)
 {
-    const int shift = work.component->style.regionShift;
-    const auto magnitude = [shift, fraction](uint32_t sample) {
-        const uint32_t value = sample & 0x7FFFFFFF;
-        return shift == 0 ? value : UndoRegionShift(value, shift, fraction);
-    };
-    if (work.component->style.reversible) {
-        StoreRows(samples, work, work.component->coefficients, [=](uint32_t sample) {
-            const auto value = static_cast<int32_t>(magnitude(sample) >> fraction);
-            const int32_t sign = static_cast<int32_t>(sample) >> 31;
-            return (value ^ sign) - sign;
-        });
-    } else {
-        const float step = fraction != 0 ? 0.5f * work.band->step : work.band->step;
-        StoreRows(samples, work, work.component->realCoefficients, [=](uint32_t sample) {
-            const auto value = static_cast<int32_t>(magnitude(sample));
-            const int32_t sign = static_cast<int32_t>(sample) >> 31;
-            return static_cast<float>((value ^ sign) - sign) * step;
-        });
-    }
+    const J2kCodeBlock& block = *work.block;
+    const J2kBand& band = *work.band;
+    const J2kTileComponent& component = *work.component;
+    const size_t first = static_cast<size_t>(band.firstRow + block.y * band.rowStep) * component.stride +
+                         static_cast<size_t>(band.firstColumn) + block.x;
+    const J2kBlockRows rows{samples,
+                            block.width,
+                            block.height,
+                            fraction,
+                            fraction != 0 ? 0.5f * band.step : band.step,
+                            static_cast<size_t>(band.rowStep) * component.stride};
+    const J2kBlockRowKernels& kernels = BestJ2kBlockRowKernels();
+    if (component.style.reversible)
+        kernels.storeWhole(rows, component.coefficients + first);
+    else
+        kernels.storeReal(rows, component.realCoefficients + first);
 }
 
 class TileDecoder
 {
   public:
-    TileDecoder(J2kTile& tile, J2kWorkers& workers) : tile_(tile), workers_(workers) {}
+    TileDecoder(J2kTile& tile, CodecWorkers& workers) : tile_(tile), workers_(workers) {}
 
     int32_t Decode()
     {
         if (int32_t status = ListBlocks(); status < 0) return status;
         if (int32_t status = MakeCoefficients(); status < 0) return status;
         DecodeBlocks();
-        for (const J2kTileComponent& component : tile_.components) {
-            if (!component.rect.Empty()) ReconstructJ2kComponent(component, workers_);
-        }
+        ReconstructJ2kComponents(tile_.components, workers_);
         return kCodecOk;
     }
 
   private:
     int32_t ListBlocks()
     {
+        covered_.assign(tile_.components.size(), 0);
         for (const J2kTileComponent& component : tile_.components) {
             for (const J2kPrecinct& precinct : component.precincts) {
                 if (precinct.bands == nullptr) continue;
@@ -171,6 +127,8 @@ class TileDecoder
             !tile_.TakeMemory(2 * sizeof(BlockWork) * std::max<size_t>(blocks_.capacity(), 64)))
             return kCodecNoMemory;
         blocks_.push_back(work);
+        covered_[static_cast<size_t>(work.component - tile_.components.data())] +=
+            uint64_t{work.block->width} * work.block->height;
         return kCodecOk;
     }
 
@@ -187,14 +145,25 @@ class TileDecoder
             const uint64_t bytes = stride * height * 4;
             if (!tile_.budget->TakeWork(width * height) || !tile_.TakeMemory(bytes) || bytes > SIZE_MAX / 2)
                 return kCodecNoMemory;
-            void* memory = std::calloc(static_cast<size_t>(bytes), 1);
+            stores_.push_back(TakeJ2kMemory(static_cast<size_t>(bytes)));
+            void* memory = stores_.back().get();
             if (memory == nullptr) return kCodecNoMemory;
-            stores_.emplace_back(memory);
             component.stride = static_cast<size_t>(stride);
             component.coefficients = static_cast<int32_t*>(memory);
             component.realCoefficients = static_cast<float*>(memory);
+            if (covered_[static_cast<size_t>(&component - tile_.components.data())] < width * height)
+                Clear(static_cast<char*>(memory), static_cast<size_t>(bytes));
         }
         return kCodecOk;
+    }
+
+    /// The coefficients that no block brings are 0.
+    void Clear(char* memory, size_t bytes)
+    {
+        constexpr size_t kPiece = size_t{1} << 18;
+        workers_.Run((bytes + kPiece - 1) / kPiece, [=](size_t i, unsigned) {
+            std::memset(memory + i * kPiece, 0, std::min(kPiece, bytes - i * kPiece));
+        });
     }
 
     void DecodeBlocks()
@@ -203,33 +172,36 @@ class TileDecoder
         for (const BlockWork& work : blocks_) longest = std::max(longest, work.bytes);
         std::vector<BlockThread> threads(workers_.Count());
         for (BlockThread& thread : threads) {
-            thread.segments.reserve(256);
-            thread.joined.reserve(static_cast<size_t>(longest));
+            // A block has at most 164 passes, and so many segments; they keep their places.
+            thread.segments.reserve(kMaxBlockPasses);
+            thread.joined.reserve(static_cast<size_t>(longest) + kMaxBlockPasses * (1 + kMqPadding));
         }
         const auto decode = [&](size_t i, unsigned number) {
             const BlockWork& work = blocks_[i];
             BlockThread& thread = threads[number];
             GatherSegments(tile_.chunks, work, &thread);
             const int planes = BlockPlanes(work);
-            thread.decoder.Decode({work.block->width, work.block->height, work.band->orientation,
-                                   work.component->style.blockStyle, planes},
-                                  thread.segments.data(), thread.segments.size());
+            thread.decoder.Decode(
+                {work.block->width, work.block->height, work.band->orientation,
+                 work.component->style.blockStyle, planes, work.component->style.regionShift},
+                thread.segments.data(), thread.segments.size());
             StoreBlock(thread.decoder.Samples(), work, J2kBlockDecoder::FractionBits(planes));
         };
         workers_.Run(blocks_.size(), decode);
     }
 
     J2kTile& tile_;
-    J2kWorkers& workers_;
+    CodecWorkers& workers_;
     std::vector<BlockWork> blocks_;
+    std::vector<uint64_t> covered_;  ///< coefficients of each component that blocks bring
 
   public:
-    std::vector<CoefficientStore> stores_;
+    std::vector<J2kMemory> stores_;
 };
 }  // namespace
 
 int32_t DecodeJ2kTile(const J2kCodestream& stream, uint32_t index, const std::vector<J2kPacketSource>& parts,
-                      const J2KDestination& destination, J2kBudget& budget, J2kWorkers& workers,
+                      const J2KDestination& destination, J2kBudget& budget, CodecWorkers& workers,
                       uint64_t* packets)
 {
     J2kTile tile(&budget);

@@ -1,15 +1,17 @@
 #include "codecs/j2k/j2k_wavelet.h"
 
 #include <algorithm>
-#include <memory>
+#include <new>
 
+#include "codecs/j2k/j2k_memory.h"
 #include "codecs/j2k/j2k_wavelet_rows.h"
 #include "platform/cpu.h"
 
 namespace talv {
 namespace {
-constexpr int64_t kStripColumns = 128;  // 512 bytes of a few rows stay in the first-level cache
-constexpr int64_t kStripRows = 16;
+// Below this many samples a level is not worth a second thread.
+constexpr int64_t kSharedLevel = 1 << 15;
+constexpr int64_t kSmallestBand = 32;
 
 /// One level: the rows of a resolution as they lie in the coefficients.
 template <class T>
@@ -23,47 +25,114 @@ struct Level
     T* Row(int64_t y) const { return first + static_cast<size_t>(y) * rowStep; }
 };
 
-/// Runs `steps` lifting steps down a strip of columns: step s works on the even rows when s is even. Each row
-/// is touched by all steps while it is near.
-template <class T, class Lift>
-void LiftColumns(const Level<T>& level, int steps, size_t column, Lift lift)
+struct Whole  // 5/3
 {
-    const auto mirrored = [&](int64_t y) {
-        return level.Row(y < 0 ? -y : y >= level.height ? 2 * level.height - 2 - y : y) + column;
-    };
-    for (int64_t t = 0; t < level.height + steps - 1; ++t) {
-        for (int step = 0; step < steps; ++step) {
-            const int64_t y = t - step;
-            if (y < 0 || y >= level.height || ((y + level.firstY + step) & 1) != 0) continue;
-            lift(step, level.Row(y) + column, mirrored(y - 1), mirrored(y + 1));
+    using Sample = int32_t;
+    static constexpr int kSteps = 2;
+    static int32_t* Coefficients(const J2kTileComponent& component) { return component.coefficients; }
+    static void RebuildRow(const Level<int32_t>& level, int32_t* row, int32_t* spare)
+    {
+        BestJ2kWaveletKernels().row53(row, spare, static_cast<size_t>(level.lowWidth),
+                                      static_cast<size_t>(level.width - level.lowWidth), level.firstX);
+    }
+    static void Lift(int step, int32_t* target, const int32_t* a, const int32_t* b, size_t count)
+    {
+        const J2kWaveletKernels& kernels = BestJ2kWaveletKernels();
+        (step == 0 ? kernels.update53 : kernels.predict53)(target, a, b, count);
+    }
+    static void HalveSingleRow(int32_t* row, int64_t count)
+    {
+        for (int64_t i = 0; i < count; ++i) row[i] >>= 1;
+    }
+};
+
+struct Real  // 9/7
+{
+    using Sample = float;
+    static constexpr int kSteps = 4;
+    static float* Coefficients(const J2kTileComponent& component) { return component.realCoefficients; }
+    static void RebuildRow(const Level<float>& level, float* row, float* spare)
+    {
+        BestJ2kWaveletKernels().row97(row, spare, static_cast<size_t>(level.lowWidth),
+                                      static_cast<size_t>(level.width - level.lowWidth), level.firstX);
+    }
+    static void Lift(int step, float* target, const float* a, const float* b, size_t count)
+    {
+        BestJ2kWaveletKernels().lift97(target, a, b, kLift97[step], count);
+    }
+    static void HalveSingleRow(float*, int64_t) {}  // the step of its band holds it
+};
+
+/// A band of rows of one level and what its thread works with. A row depends on as many rows above and below
+/// as there are lifting steps; those of the neighbouring bands are copied before any band changes them.
+template <class Kind>
+class Band
+{
+  public:
+    using T = typename Kind::Sample;
+    static constexpr size_t kScratchRows = 2 * Kind::kSteps + 1;
+
+    /// `scratch` holds `kScratchRows` rows of `rowSize` elements.
+    Band(const Level<T>& level, int64_t from, int64_t to, T* scratch, size_t rowSize)
+        : level_(level),
+          from_(from),
+          to_(to),
+          rowSize_(rowSize),
+          first_(std::max<int64_t>(0, from - Kind::kSteps)),
+          end_(std::min(level.height, to + Kind::kSteps)),
+          above_(scratch),
+          below_(scratch + Kind::kSteps * rowSize_),
+          spare_(below_ + Kind::kSteps * rowSize_)
+    {
+        for (int64_t y = first_; y < from_; ++y) std::copy_n(level_.Row(y), level_.width, Row(y));
+        for (int64_t y = to_; y < end_; ++y) std::copy_n(level_.Row(y), level_.width, Row(y));
+    }
+
+    /// Rebuilds the rows horizontally one after the other and runs the vertical lifting steps close behind,
+    /// so that a row is touched by all of them while it is near. Step s works on the even rows when s is
+    /// even.
+    void Reconstruct()
+    {
+        Kind::RebuildRow(level_, Row(first_), spare_);
+        if (level_.height == 1) {
+            if (level_.firstY == 1) Kind::HalveSingleRow(level_.first, level_.width);
+            return;
+        }
+        for (int64_t t = first_; t < end_ + Kind::kSteps - 1; ++t) {
+            if (t + 1 < end_) Kind::RebuildRow(level_, Row(t + 1), spare_);
+            for (int step = 0; step < Kind::kSteps; ++step) {
+                const int64_t y = t - step;
+                if (((y + level_.firstY + step) & 1) != 0) continue;
+                // Every step loses a row at a border to the next band.
+                if (y < first_ + (first_ > 0 ? step + 1 : 0)) continue;
+                if (y >= end_ - (end_ < level_.height ? step + 1 : 0)) continue;
+                Kind::Lift(step, Row(y), Row(Mirrored(y - 1)), Row(Mirrored(y + 1)),
+                           static_cast<size_t>(level_.width));
+            }
         }
     }
-}
 
-template <class T, class RowWork, class StripWork>
-void ReconstructLevel(const Level<T>& level, J2kWorkers& workers, RowWork rowWork, StripWork stripWork)
-{
-    const int64_t strips = (level.height + kStripRows - 1) / kStripRows;
-    const bool small = level.width * level.height < 16384;
-    const auto rows = [&](size_t strip, unsigned thread) {
-        const int64_t from = static_cast<int64_t>(strip) * kStripRows;
-        for (int64_t y = from; y < std::min(from + kStripRows, level.height); ++y)
-            rowWork(level.Row(y), thread);
-    };
-    const int64_t columnStrips = (level.width + kStripColumns - 1) / kStripColumns;
-    const auto columns = [&](size_t strip, unsigned) {
-        const int64_t from = static_cast<int64_t>(strip) * kStripColumns;
-        stripWork(static_cast<size_t>(from),
-                  static_cast<size_t>(std::min(kStripColumns, level.width - from)));
-    };
-    if (small) {
-        for (int64_t i = 0; i < strips; ++i) rows(static_cast<size_t>(i), 0);
-        for (int64_t i = 0; i < columnStrips; ++i) columns(static_cast<size_t>(i), 0);
-    } else {
-        workers.Run(static_cast<size_t>(strips), rows);
-        workers.Run(static_cast<size_t>(columnStrips), columns);
+  private:
+    int64_t Mirrored(int64_t y) const
+    {
+        return y < 0 ? -y : y >= level_.height ? 2 * level_.height - 2 - y : y;
     }
-}
+
+    T* Row(int64_t y) const
+    {
+        if (y < from_) return above_ + static_cast<size_t>(y - first_) * rowSize_;
+        if (y >= to_) return below_ + static_cast<size_t>(y - to_) * rowSize_;
+        return level_.Row(y);
+    }
+
+    Level<T> level_;
+    int64_t from_, to_;  ///< the band's own rows
+    size_t rowSize_;
+    int64_t first_, end_;  ///< with those it depends on
+    T* above_;
+    T* below_;
+    T* spare_;
+};
 
 template <class T>
 Level<T> LevelOf(const J2kTileComponent& component, int r, T* coefficients)
@@ -80,43 +149,61 @@ Level<T> LevelOf(const J2kTileComponent& component, int r, T* coefficients)
             static_cast<int>(resolution.rect.y0 & 1)};
 }
 
-void ReconstructLevel53(const Level<int32_t>& level, J2kWorkers& workers, int32_t* spare, size_t spareSize)
+/// Memory for the bands of any level; elements of both kinds have four bytes.
+struct Scratch
 {
-    const J2kWaveletKernels& kernels = BestJ2kWaveletKernels();
-    ReconstructLevel(
-        level, workers,
-        [&](int32_t* row, unsigned thread) {
-            kernels.row53(row, spare + thread * spareSize, static_cast<size_t>(level.lowWidth),
-                          static_cast<size_t>(level.width - level.lowWidth), level.firstX);
-        },
-        [&](size_t column, size_t count) {
-            if (level.height == 1) {
-                if (level.firstY == 1) {
-                    for (size_t i = 0; i < count; ++i) level.first[column + i] >>= 1;
-                }
-                return;
-            }
-            LiftColumns(level, 2, column, [&](int step, int32_t* target, const int32_t* a, const int32_t* b) {
-                (step == 0 ? kernels.update53 : kernels.predict53)(target, a, b, count);
-            });
-        });
+    J2kMemory memory;
+    size_t rowSize;
+};
+
+Scratch MakeScratch(const std::vector<J2kTileComponent>& components, unsigned threads)
+{
+    int64_t widest = 0;
+    for (const J2kTileComponent& component : components) widest = std::max(widest, component.rect.Width());
+    // Room beside a row for what a kernel reads ahead, and rows on different cache lines.
+    const size_t rowSize = (static_cast<size_t>(widest) + 47) & ~size_t{15};
+    Scratch scratch{TakeJ2kMemory(components.size() * threads * Band<Real>::kScratchRows * rowSize * 4),
+                    rowSize};
+    if (scratch.memory == nullptr) throw std::bad_alloc();
+    return scratch;
 }
 
-void ReconstructLevel97(const Level<float>& level, J2kWorkers& workers, float* spare, size_t spareSize)
+/// Level `r` of all components of one kind that have it.
+template <class Kind>
+void ReconstructLevel(const std::vector<J2kTileComponent>& components, bool reversible, int r,
+                      const Scratch& scratch, CodecWorkers& workers)
 {
-    const J2kWaveletKernels& kernels = BestJ2kWaveletKernels();
-    ReconstructLevel(
-        level, workers,
-        [&](float* row, unsigned thread) {
-            kernels.row97(row, spare + thread * spareSize, static_cast<size_t>(level.lowWidth),
-                          static_cast<size_t>(level.width - level.lowWidth), level.firstX);
-        },
-        [&](size_t column, size_t count) {
-            if (level.height == 1) return;
-            LiftColumns(level, 4, column, [&](int step, float* target, const float* a, const float* b) {
-                kernels.lift97(target, a, b, kLift97[step], count);
-            });
-        });
+    using T = typename Kind::Sample;
+    struct Part
+    {
+        Level<T> level;
+        int64_t from, to;
+    };
+    std::vector<Part> parts;
+    for (const J2kTileComponent& component : components) {
+        if (component.rect.Empty() || component.style.reversible != reversible ||
+            r > component.style.levels || component.resolutions[static_cast<size_t>(r)].rect.Empty())
+            continue;
+        const Level<T> level = LevelOf(component, r, Kind::Coefficients(component));
+        const int64_t most = level.width * level.height < kSharedLevel ? 1 : workers.Count();
+        const int64_t bands = std::clamp<int64_t>(level.height / kSmallestBand, 1, most);
+        for (int64_t i = 0; i < bands; ++i)
+            parts.push_back({level, level.height * i / bands, level.height * (i + 1) / bands});
+    }
+    if (parts.empty()) return;
+    std::vector<Band<Kind>> bands;
+    bands.reserve(parts.size());
+    T* memory = static_cast<T*>(scratch.memory.get());
+    for (const Part& part : parts) {
+        bands.emplace_back(part.level, part.from, part.to, memory, scratch.rowSize);
+        memory += Band<Kind>::kScratchRows * scratch.rowSize;
+    }
+    const auto reconstruct = [&](size_t i, unsigned) { bands[i].Reconstruct(); };
+    if (parts[0].level.width * parts[0].level.height < kSharedLevel) {
+        for (size_t i = 0; i < bands.size(); ++i) reconstruct(i, 0);
+    } else {
+        workers.Run(bands.size(), reconstruct);
+    }
 }
 }  // namespace
 
@@ -136,21 +223,15 @@ const J2kWaveletKernels& BestJ2kWaveletKernels()
 #endif
 }
 
-void ReconstructJ2kComponent(const J2kTileComponent& component, J2kWorkers& workers)
+void ReconstructJ2kComponents(const std::vector<J2kTileComponent>& components, CodecWorkers& workers)
 {
-    const size_t spareSize = static_cast<size_t>(component.rect.Width()) + 16;
-    // Four bytes hold an element of either kind.
-    const std::unique_ptr<int32_t[]> spare(new int32_t[spareSize * workers.Count()]);
-    const std::unique_ptr<float[]> realSpare(
-        new float[component.style.reversible ? 1 : spareSize * workers.Count()]);
-    for (int r = 1; r <= component.style.levels; ++r) {
-        if (component.resolutions[static_cast<size_t>(r)].rect.Empty()) continue;
-        if (component.style.reversible)
-            ReconstructLevel53(LevelOf(component, r, component.coefficients), workers, spare.get(),
-                               spareSize);
-        else
-            ReconstructLevel97(LevelOf(component, r, component.realCoefficients), workers, realSpare.get(),
-                               spareSize);
+    int levels = 0;
+    for (const J2kTileComponent& component : components) levels = std::max(levels, component.style.levels);
+    if (levels == 0) return;
+    const Scratch scratch = MakeScratch(components, workers.Count());
+    for (int r = 1; r <= levels; ++r) {
+        ReconstructLevel<Whole>(components, true, r, scratch, workers);
+        ReconstructLevel<Real>(components, false, r, scratch, workers);
     }
 }
 }  // namespace talv

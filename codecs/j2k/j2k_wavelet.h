@@ -2,9 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
+#include "codecs/codec_workers.h"
 #include "codecs/j2k/j2k_tile.h"
-#include "codecs/j2k/j2k_workers.h"
 
 namespace talv {
 /// Row operations of the inverse wavelets (T.800 F.3.8). `first` is 0 when a row's first sample has an even
@@ -29,6 +30,7 @@ const J2kWaveletKernels& Avx2J2kWaveletKernels();
 /// Lifting factors of the 9/7 reconstruction (T.800 table F.4), in the order they are undone.
 constexpr float kLift97[4] = {0.443506852f, 0.882911076f, -0.052980118f, -1.586134342f};
 
-/// Turns the band coefficients of a tile-component into its samples, in place. Throws std::bad_alloc.
-void ReconstructJ2kComponent(const J2kTileComponent& component, J2kWorkers& workers);
+/// Turns the band coefficients of tile-components into their samples, in place; components without samples
+/// are passed over. Throws std::bad_alloc.
+void ReconstructJ2kComponents(const std::vector<J2kTileComponent>& components, CodecWorkers& workers);
 }  // namespace talv

@@ -3,26 +3,22 @@
 namespace talv::jpeg {
 void BitReader::RefillBytes()
 {
-    while (count <= 56) {
+    while (count < 56) {
         uint64_t byte = 0;
-        if (next < end && *next != 0xFF) {
+        if (next < clean) {
             byte = *next++;
+        } else if (next < end && *next != 0xFF) {
+            const void* stop = std::memchr(next, 0xFF, static_cast<size_t>(end - next));
+            clean = stop != nullptr ? static_cast<const uint8_t*>(stop) : end;
+            continue;
         } else if (end - next >= 2 && next[1] == 0) {
             byte = 0xFF;
-            next += 2;
+            clean = next += 2;
         } else {
             padded += 8;
         }
         bits |= byte << (56 - count);
         count += 8;
     }
-}
-
-void BitReader::Abandon()
-{
-    end = next;
-    bits = 0;
-    count = 0;
-    padded = 1;
 }
 }  // namespace talv::jpeg

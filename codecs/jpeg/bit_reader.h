@@ -9,42 +9,64 @@ namespace talv::jpeg {
 /// real ones.
 struct BitReader
 {
-    const uint8_t* next = nullptr;  ///< first byte that is not in the reservoir
+    const uint8_t* next = nullptr;   ///< first byte that is not in the reservoir
+    const uint8_t* clean = nullptr;  ///< up to here there is no 0xFF, and `next` has not passed it
     const uint8_t* end = nullptr;
-    uint64_t bits =
-        0;          ///< unread bits, the first one on top; below `count` there may be bits of bytes at `next`
-    int count = 0;  ///< unread bits
+    uint64_t bits = 0;   ///< unread bits, the first one on top; below `count` there may be bits of `next`
+    int count = 0;       ///< unread bits, 63 at most
     int64_t padded = 0;  ///< zero bits supplied past the end, all at the bottom of the reservoir
 
     void Start(const uint8_t* from, const uint8_t* to)
     {
         *this = BitReader{};
-        next = from;
+        next = clean = from;
         end = to;
     }
 
     /// Some of the bits that were read did not exist.
     bool Overrun() const { return padded > count; }
 
+    /// Runs a call that is not inlined on a copy, field by field: else the compiler would keep the reader in
+    /// memory all the time.
+    template <typename Call>
+    inline __attribute__((always_inline)) auto OnCopy(Call call)
+    {
+        struct WriteBack
+        {
+            BitReader copy;
+            BitReader* to;
+            inline __attribute__((always_inline)) ~WriteBack()
+            {
+                to->next = copy.next;
+                to->clean = copy.clean;
+                to->end = copy.end;
+                to->bits = copy.bits;
+                to->count = copy.count;
+                to->padded = copy.padded;
+            }
+        } work;
+        work.copy.next = next;
+        work.copy.clean = clean;
+        work.copy.end = end;
+        work.copy.bits = bits;
+        work.copy.count = count;
+        work.copy.padded = padded;
+        work.to = this;
+        return call(work.copy);
+    }
+
     /// At least 56 bits.
     inline __attribute__((always_inline)) void Refill()
     {
-        if (end - next >= 8) [[likely]] {
+        if (clean - next >= 8) [[likely]] {
             uint64_t word;
             std::memcpy(&word, next, 8);
-            // The zero-byte test on the complement: no byte of the word is 0xFF.
-            const uint64_t inverse = ~word;
-            if (((inverse - 0x0101010101010101u) & word & 0x8080808080808080u) == 0) [[likely]] {
-                bits |= __builtin_bswap64(word) >> count;
-                next += (63 - count) >> 3;
-                count |= 56;
-                return;
-            }
+            bits |= __builtin_bswap64(word) >> count;
+            next += (63 - count) >> 3;
+            count |= 56;
+            return;
         }
-        // The slow path works on a copy, so that the fast one may keep the reader in registers.
-        BitReader copy = *this;
-        copy.RefillBytes();
-        *this = copy;
+        OnCopy([](BitReader& copy) { copy.RefillBytes(); });
     }
 
     inline __attribute__((always_inline)) uint32_t Peek(int n) const
@@ -66,7 +88,13 @@ struct BitReader
 
     __attribute__((noinline)) void RefillBytes();
     /// Leaves the rest of the segment unread: only zero bits follow.
-    void Abandon();
+    void Abandon()
+    {
+        end = clean = next;
+        bits = 0;
+        count = 0;
+        padded = 1;
+    }
 };
 
 /// The value of `n` extra bits (T.81 F.2.2.1, EXTEND): 2 bits 00, 01, 10, 11 -> -3, -2, 2, 3. `n` is 0 to 16.

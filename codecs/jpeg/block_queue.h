@@ -12,26 +12,35 @@ template <typename Sample>
 struct BlockQueue
 {
     alignas(32) int16_t blocks[128] = {};
-    Sample* target[2] = {};
-    ptrdiff_t stride[2] = {};
+    InverseTask<Sample> tasks[2] = {};
     int count = 0;
     bool low = true;
 
     /// 64 zeros to put coefficients in, natural order.
     int16_t* Block() { return blocks + 64 * count; }
 
-    /// Sends the block on. `positions`: all natural positions of AC coefficients, or-ed together.
-    inline __attribute__((always_inline)) void Push(const JpegKernels& kernels, uint32_t positions,
-                                                    Sample* out, ptrdiff_t outStride)
+    /// Sends the block on that `Block` gave. `positions`: all natural positions of its AC coefficients, or-ed
+    /// together.
+    inline __attribute__((always_inline)) void PushOwn(const JpegKernels& kernels, uint32_t positions,
+                                                       const uint16_t* quant, Sample* out, ptrdiff_t stride)
     {
+        int16_t* block = Block();
         if (positions == 0) {
-            Fill(Block()[0], out, outStride);
-            Block()[0] = 0;
+            Fill(block[0], quant, out, stride);
+            block[0] = 0;
             return;
         }
-        target[count] = out;
-        stride[count] = outStride;
-        low = low && (positions & 0x24) == 0;
+        Push(kernels, block, (positions & 0x24) == 0, quant, out, stride);
+        if (count == 0) Clear();
+    }
+
+    /// Sends on a block that stays where it is until the queue is flushed.
+    inline __attribute__((always_inline)) void Push(const JpegKernels& kernels, const int16_t* block,
+                                                    bool lowOnly, const uint16_t* quant, Sample* out,
+                                                    ptrdiff_t stride)
+    {
+        tasks[count] = {block, quant, out, stride};
+        low = low && lowOnly;
         if (++count == 2) Transform(kernels);
     }
 
@@ -40,29 +49,35 @@ struct BlockQueue
     {
         if (count == 0) return;
         Sample spare[64];
-        target[1] = spare;
-        stride[1] = 8;
+        tasks[1] = {tasks[0].block, tasks[0].quant, spare, 8};
         Transform(kernels);
+        Clear();
+    }
+
+    /// What the transform makes of a DC coefficient alone.
+    static void Fill(int16_t dc, const uint16_t* quant, Sample* out, ptrdiff_t stride)
+    {
+        constexpr int kHalf = sizeof(Sample) == 1 ? 128 : 2048;
+        const int scaled = static_cast<int16_t>(dc * quant[0]);
+        const auto value = static_cast<Sample>(std::clamp((scaled + 4) >> 3, -kHalf, kHalf - 1) + kHalf);
+        for (int y = 0; y < 8; ++y, out += stride) std::fill_n(out, 8, value);
     }
 
   private:
+    // In pieces: the compiler makes of one call an instruction that takes longer than the transform.
+    void Clear()
+    {
+        for (int16_t* part = blocks; part != blocks + 128; part += 32) std::memset(part, 0, 64);
+    }
+
     void Transform(const JpegKernels& kernels)
     {
         if constexpr (sizeof(Sample) == 1)
-            kernels.inverse8(blocks, target[0], stride[0], target[1], stride[1], low);
+            kernels.inverse8(tasks, low);
         else
-            kernels.inverse12(blocks, target[0], stride[0], target[1], stride[1], low);
-        std::memset(blocks, 0, sizeof blocks);
+            kernels.inverse12(tasks, low);
         count = 0;
         low = true;
-    }
-
-    // What the transform makes of a DC coefficient alone.
-    static void Fill(int16_t dc, Sample* out, ptrdiff_t outStride)
-    {
-        constexpr int kHalf = sizeof(Sample) == 1 ? 128 : 2048;
-        const auto value = static_cast<Sample>(std::clamp((dc + 4) >> 3, -kHalf, kHalf - 1) + kHalf);
-        for (int y = 0; y < 8; ++y, out += outStride) std::fill_n(out, 8, value);
     }
 };
 }  // namespace talv::jpeg

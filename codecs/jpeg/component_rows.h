@@ -7,6 +7,51 @@
 
 // Row operations as they are defined, for samples of 8 and of 16 bits.
 namespace talv::jpeg {
+/// T.81 table H.1: `a` is the sample on the left, `b` the one above, `c` the one above left.
+inline int32_t PredictSample(int predictor, int32_t a, int32_t b, int32_t c)
+{
+    switch (predictor) {
+        case 1:
+            return a;
+        case 2:
+            return b;
+        case 3:
+            return c;
+        case 4:
+            return a + b - c;
+        case 5:
+            return a + ((b - c) >> 1);
+        case 6:
+            return b + ((a - c) >> 1);
+        default:
+            return (a + b) >> 1;
+    }
+}
+
+/// A run of a lossless row; see `JpegKernels::predict`.
+template <int kPredictor>
+void PredictRow(const uint16_t* differences, uint16_t* row, const uint16_t* above, int count)
+{
+    int32_t left = row[-1];
+    int32_t corner = kPredictor == 1 ? 0 : above[-1];
+    for (int x = 0; x < count; ++x) {
+        const int32_t up = kPredictor == 1 ? 0 : above[x];
+        left = (PredictSample(kPredictor, left, up, corner) + differences[x]) & 0xFFFF;
+        row[x] = static_cast<uint16_t>(left);
+        corner = up;
+    }
+}
+
+/// Words that three components take in turns to a row of each.
+inline void SplitThree(const uint16_t* in, uint16_t* first, uint16_t* second, uint16_t* third, int count)
+{
+    for (int x = 0; x < count; ++x) {
+        first[x] = in[3 * x];
+        second[x] = in[3 * x + 1];
+        third[x] = in[3 * x + 2];
+    }
+}
+
 /// Two samples for one: 3/4 of the nearer and 1/4 of the next one, rounded up and down in turn so that flat
 /// noise keeps its mean; the outermost samples stand alone.
 template <typename Sample>

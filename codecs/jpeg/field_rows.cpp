@@ -20,6 +20,7 @@ bool DecodeContinuation(JpegDecoder* d, const RowTable& rows)
     d->position = static_cast<size_t>(at + 2 - d->source);
     d->rows = rows;
     d->emittedRows = 0;
+    d->intervals.clear();
     const int restart = (at[1] - 0xD0 + 1) & 7;
     StartScan(d);
     d->nextRestart = restart;
@@ -49,6 +50,7 @@ bool DecodeSecondImage(const JpegDecoder& first, const RowTable& rows)
     second->sixteenBitOutput = first.sixteenBitOutput;
     second->bitsPerPixel = first.bitsPerPixel;
     second->level = first.level;
+    second->threads = first.threads;
     second->kernels = first.kernels;
     second->sawHuffmanTables = first.sawHuffmanTables;
     second->sawQuantTables = first.sawQuantTables;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <memory>
 
 namespace talv::jpeg {
 namespace {
@@ -49,59 +50,72 @@ int ReadHuffmanCounts(const uint8_t* bytes, int64_t size, HuffmanCounts* counted
     return 16 + total;
 }
 
-void SymbolTable::Build(const HuffmanCounts& from, bool forDc)
+void SymbolTable::Build(const HuffmanCounts& from, SymbolUse forUse)
 {
-    if (counted.defined && finishedDc == forDc && counted == from) return;
+    if (counted.defined && use == forUse && counted == from) return;
     counted = from;
-    finishedDc = forDc;
+    use = forUse;
     std::fill(std::begin(look), std::end(look), kUnfinished);
-    std::fill(std::begin(limit), std::end(limit), 0u);
-    int seen[17] = {};
-    int index = 0;
-    ForEachCode(counted, [&](uint32_t code, int length, int symbol) {
-        if (seen[length]++ == 0) symbolOffset[length] = index - static_cast<int32_t>(code);
-        limit[length] = (code + 1) << (16 - length);
-        ++index;
+    uint32_t code = 0;
+    int32_t index = 0;
+    limit[0] = 0;
+    symbolOffset[0] = 0;
+    for (int length = 1; length <= 16; ++length, code <<= 1) {
+        symbolOffset[length] = index - static_cast<int32_t>(code);
+        code += counted.counts[length];
+        index += counted.counts[length];
+        limit[length] = code << (16 - length);
+    }
+    ForEachCode(counted, [&](uint32_t first, int length, int symbol) {
         if (length > kLookBits) return;
-        const int extra = forDc ? symbol : symbol & 15;
-        if (extra > 15 || length + extra > kLookBits) {
-            std::fill_n(look + (code << (kLookBits - length)), 1u << (kLookBits - length),
+        const bool dc = use == SymbolUse::dc;
+        const int extra = dc ? symbol : symbol & 15;
+        const bool ends = !dc && extra == 0 && symbol < 0xF0;
+        const bool endsBlocks = ends && use == SymbolUse::progressiveAc;
+        if (extra > 15 || length + extra > kLookBits || endsBlocks) {
+            std::fill_n(look + (first << (kLookBits - length)), 1u << (kLookBits - length),
                         kUnfinished | static_cast<uint32_t>(length) | static_cast<uint32_t>(symbol) << 16);
             return;
         }
-        uint32_t run = forDc ? 0 : static_cast<uint32_t>(symbol >> 4);
-        if (!forDc && extra == 0 && run < 15) run = 64;
-        FillFinished(look, kLookBits, code, length, extra,
+        const uint32_t run = dc ? 0u : ends ? 64u : static_cast<uint32_t>(symbol >> 4);
+        FillFinished(look, kLookBits, first, length, extra,
                      [run](int32_t value) { return run << 8 | static_cast<uint32_t>(value) << 16; });
     });
 }
 
-int SymbolTable::Find(uint32_t window, int* symbol) const
+void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook, int mostDifferences)
 {
-    for (int length = 1; length <= 16; ++length) {
-        if (window >= limit[length]) continue;
-        *symbol = counted.symbols[static_cast<int32_t>(window >> (16 - length)) + symbolOffset[length]];
-        return length;
-    }
-    return 0;
-}
-
-void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook)
-{
-    if (lookBits == bitsToLook && symbols.counted.defined && symbols.counted == from) return;
-    symbols.Build(from, true);
+    if (lookBits == bitsToLook && most == mostDifferences && symbols.counted == from) return;
     lookBits = bitsToLook;
-    std::fill_n(look, 1u << lookBits, SymbolTable::kUnfinished);
-    ForEachCode(from, [&](uint32_t code, int length, int symbol) {
-        if (length > lookBits) return;
-        if (symbol > 15 || length + symbol > lookBits) {
-            std::fill_n(look + (code << (lookBits - length)), 1u << (lookBits - length),
-                        SymbolTable::kUnfinished | static_cast<uint32_t>(length) |
-                            static_cast<uint32_t>(symbol) << 16);
-            return;
-        }
-        FillFinished(look, lookBits, code, length, symbol,
-                     [](int32_t value) { return static_cast<uint32_t>(value) << 16; });
+    most = mostDifferences;
+    symbols.Build(from, SymbolUse::dc);
+    struct Single
+    {
+        int length;  ///< 0: not finished within the look-up
+        int32_t value;
+    };
+    const auto singles = std::make_unique_for_overwrite<Single[]>(1 << lookBits);
+    std::fill_n(singles.get(), 1 << lookBits, Single{0, 0});
+    ForEachCode(from, [&](uint32_t code, int length, int category) {
+        if (category > 15 || length + category > lookBits) return;
+        const int spare = lookBits - length - category;
+        Single* out = &singles[code << (lookBits - length)];
+        for (uint32_t raw = 0; raw < 1u << category; ++raw, out += 1 << spare)
+            std::fill_n(out, 1 << spare, Single{length + category, Extend(raw, category)});
     });
+    for (uint32_t window = 0; window < 1u << lookBits; ++window) {
+        int32_t values[2] = {};
+        int used = 0, count = 0;
+        while (count < most) {
+            const Single& next = singles[window << used & ((1u << lookBits) - 1)];
+            if (next.length == 0 || used + next.length > lookBits || (count > 1 && next.value != 0)) break;
+            if (count < 2) values[count] = next.value;
+            ++count;
+            used += next.length;
+        }
+        look[window] = static_cast<uint32_t>(used) | static_cast<uint32_t>(count) << 5 |
+                       (static_cast<uint32_t>(values[1]) & 0x7FF) << 9 |
+                       static_cast<uint32_t>(values[0]) << 20;
+    }
 }
 }  // namespace talv::jpeg

@@ -3,14 +3,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "codecs/codec_status.h"
+#include "codecs/codec_workers.h"
 #include "codecs/jpeg/huffman_table.h"
 #include "codecs/jpeg/jpeg_kernels.h"
 
 namespace talv::jpeg {
 inline constexpr int kMaxComponents = 4;
-inline constexpr int kMaxBlocksPerMcu = 10;  // T.81 B.2.3
+inline constexpr int kMaxBlocksPerMcu = 10;              // T.81 B.2.3
+inline constexpr int kScratchRows = 2 * kMaxComponents;  // a widened and a narrowed row of each component
 
 /// Positions of a block in the order of the stream (T.81 figure A.6) by natural order, and 16 more for runs
 /// that lead beyond the end of a block.
@@ -71,12 +74,12 @@ struct Component
     int stride = 0;    ///< samples between rows of the plane
     std::unique_ptr<uint8_t[]> planeBytes;
     void* plane = nullptr;                    ///< `ringBands` MCU rows of samples, 8 or 16 bits each
-    std::unique_ptr<int16_t[]> coefficients;  ///< 64 a block in stream order, when there are several scans
-    std::unique_ptr<uint64_t[]> nonZero;      ///< bit k of a block: coefficient k is not 0
+    std::unique_ptr<int16_t[]> coefficients;  ///< 64 a block in natural order, when there are several scans
+    std::unique_ptr<uint64_t[]> nonZero;      ///< a map for each block of the AC coefficients that are not 0
     int8_t lowestBit[64] = {};  ///< progressive: Al of the last scan of each coefficient, -1 none
 
     bool scanned = false;
-    uint16_t quant[64] = {};  ///< as it was when the component's first scan began, in stream order
+    uint16_t quant[64] = {};  ///< as it was when the component's first scan began, in natural order
     int32_t prediction = 0;   ///< DC
     int pointTransform = 0;   ///< lossless
 };
@@ -104,6 +107,7 @@ struct JpegDecoder
     bool rawFrame = false;
     int32_t destinationRows = 0;  ///< rows the caller has room for
     SimdLevel level = SimdLevel::plain;
+    unsigned threads = 0;  ///< 0: one a processor
     JpegKernels kernels{};
 
     // The stream.
@@ -155,7 +159,6 @@ struct JpegDecoder
     BitReader reader;
     int nextRestart = 0;
     int unitsToRestart = 0;
-    uint32_t endOfBandRun = 0;
     int64_t workLeft = 0;
     SymbolTable dcTables[4];
     SymbolTable acTables[4];
@@ -165,8 +168,12 @@ struct JpegDecoder
     RowTable rows;
     uint32_t bitsPerPixel = 0;
     int32_t emittedRows = 0;
-    std::unique_ptr<uint8_t[]> scratch;  ///< a widened row of each component
+    std::unique_ptr<uint8_t[]> scratch;  ///< `kScratchRows` rows for each thread
     size_t scratchStride = 0;
+
+    // Restart intervals that threads share; none when one thread takes the scan as it comes.
+    std::unique_ptr<CodecWorkers> workers;
+    std::vector<const uint8_t*> intervals;  ///< the first byte of each
 
     /// The planes hold 16-bit samples.
     bool WideSamples() const { return precision > 8 || process == Process::lossless; }
@@ -212,6 +219,11 @@ int32_t DecodeFrame(JpegDecoder* decoder);
 
 /// Starts the entropy-coded segment at `position`.
 void StartScan(JpegDecoder* decoder);
+/// The first marker at or behind `at`, the end of the data when there is none. Fill bytes are passed over.
+const uint8_t* FindMarker(const uint8_t* at, const uint8_t* end);
+/// Lists the restart intervals of the scan at `position` where threads are to share them: `units` MCUs, every
+/// marker in its place.
+void FindIntervals(JpegDecoder* decoder, int64_t units);
 /// Takes the next RST marker and resets what a restart resets.
 void Restart(JpegDecoder* decoder);
 /// Leaves `position` at the first marker behind the scan that is not a restart.
@@ -227,6 +239,8 @@ void ReconstructStored(JpegDecoder* decoder);
 
 /// Converts picture rows up to `end` (exclusive) that have not been delivered yet.
 void EmitRows(JpegDecoder* decoder, int32_t end);
+/// Converts rows of the destination in the scratch memory of one thread.
+void EmitRowRange(const JpegDecoder& decoder, int thread, int32_t begin, int32_t end);
 /// Rows that are complete once `bands` MCU rows are decoded: interpolation between rows waits for the row
 /// below.
 int32_t CompleteRows(const JpegDecoder& decoder, int bands);

@@ -8,7 +8,8 @@ namespace {
 constexpr int64_t kFixedMemory = 32 << 20;
 constexpr int64_t kMemoryPerFrameByte = 6;
 constexpr int kMaxScans = 500;
-constexpr int kRowSlack = 64;  // bytes behind a row that vector code may read
+constexpr int64_t kMinUnitsToShare = 512;  // below that starting a thread takes as long as the scan
+constexpr int kRowSlack = 64;              // bytes behind a row that vector code may read
 
 int CeilDivide(int a, int b)
 {
@@ -91,7 +92,7 @@ void FreezeQuantTables(JpegDecoder* d)
         Component& c = d->components[d->scan.component[i]];
         if (c.scanned || d->process == Process::lossless) continue;
         c.scanned = true;
-        std::copy_n(d->quant[c.quantTable], 64, c.quant);
+        for (int k = 0; k < 64; ++k) c.quant[kZigzagToNatural[k]] = d->quant[c.quantTable][k];
     }
 }
 
@@ -138,12 +139,16 @@ int32_t PrepareFrame(JpegDecoder* d)
     d->neededMcuRows = CeilDivide(rows, d->unit * d->maxV);
     if (InterpolatesAnyRows(*d)) d->neededMcuRows = std::min(d->neededMcuRows + 1, d->mcuRows);
     d->stored = d->process == Process::progressive || d->scan.count < d->componentCount;
-    d->ringBands = d->stored && d->process == Process::lossless ? std::max(1, d->neededMcuRows) : 2;
+    if (d->process == Process::sequential && !d->stored)
+        FindIntervals(d, static_cast<int64_t>(d->mcusAcross) * d->neededMcuRows);
+    const bool keepsRows = (d->stored && d->process == Process::lossless) || !d->intervals.empty();
+    d->ringBands = keepsRows ? std::max(1, d->neededMcuRows) : 2;
     for (int i = 0; i < d->componentCount; ++i) MeasureComponent(*d, &d->components[i]);
     if (!MemoryIsInBounds(*d)) return kCodecNoMemory;
     for (int i = 0; i < d->componentCount; ++i) AllocateComponent(*d, &d->components[i]);
     d->scratchStride = (static_cast<size_t>(d->width) + 4 * kRowSlack) * 2;
-    d->scratch = std::make_unique_for_overwrite<uint8_t[]>(d->scratchStride * 2 * kMaxComponents);
+    const size_t threads = d->intervals.empty() ? 1 : d->workers->Count();
+    d->scratch = std::make_unique_for_overwrite<uint8_t[]>(d->scratchStride * kScratchRows * threads);
     d->workLeft =
         64 * (static_cast<int64_t>(d->width) * rows * d->componentCount + static_cast<int64_t>(d->length)) +
         1000000;
@@ -168,12 +173,9 @@ void StartScan(JpegDecoder* d)
     d->reader.Start(d->source + d->position, d->End());
     d->nextRestart = 0;
     d->unitsToRestart = d->restartInterval;
-    d->endOfBandRun = 0;
     for (Component& c : d->components) c.prediction = 0;
 }
 
-namespace {
-/// The first marker at or behind `at`, the end of the data when there is none. Fill bytes are passed over.
 const uint8_t* FindMarker(const uint8_t* at, const uint8_t* end)
 {
     while (end - at >= 2) {
@@ -184,14 +186,28 @@ const uint8_t* FindMarker(const uint8_t* at, const uint8_t* end)
     }
     return end;
 }
-}  // namespace
+
+void FindIntervals(JpegDecoder* d, int64_t units)
+{
+    d->intervals.clear();
+    if (d->restartInterval == 0 || units <= d->restartInterval || units < kMinUnitsToShare) return;
+    d->workers = std::make_unique<CodecWorkers>(d->threads);
+    if (d->workers->Count() < 2) return;
+    const uint8_t* at = d->source + d->position;
+    d->intervals.push_back(at);
+    for (int64_t done = d->restartInterval; done < units; done += d->restartInterval) {
+        at = FindMarker(at, d->End());
+        const int expected = 0xD0 + static_cast<int>((d->intervals.size() - 1) & 7);
+        if (at == d->End() || at[1] != expected) return d->intervals.clear();
+        d->intervals.push_back(at += 2);
+    }
+}
 
 void Restart(JpegDecoder* d)
 {
     const int expected = d->nextRestart;
     d->nextRestart = (d->nextRestart + 1) & 7;
     d->unitsToRestart = d->restartInterval;
-    d->endOfBandRun = 0;
     for (Component& c : d->components) c.prediction = 0;
     const uint8_t* at = d->reader.next;
     for (;;) {
@@ -201,11 +217,9 @@ void Restart(JpegDecoder* d)
             at += 2;  // a marker that comes a second time
             continue;
         }
-        d->reader.Start(at, d->End());
-        if (ahead == -1 || ahead == 1 || ahead == 2)
-            d->reader.Abandon();  // nothing of this interval is there
-        else
-            d->reader.next += 2;
+        const bool missing = ahead == -1 || ahead == 1 || ahead == 2;
+        d->reader.Start(missing ? at : at + 2, d->End());
+        if (missing) d->reader.Abandon();  // nothing of this interval is there
         return;
     }
 }

@@ -31,31 +31,31 @@ void InversePass(const int16_t* in, int16_t* out, int step, int shift)
 }
 
 template <int kKeptBits, int kSampleBits, typename Sample>
-void InverseBlock(const int16_t* block, Sample* out, ptrdiff_t stride)
+void InverseBlock(const InverseTask<Sample>& task)
 {
+    int16_t block[64];
     int16_t columns[64];
     int16_t rows[64];
+    for (int i = 0; i < 64; ++i) block[i] = static_cast<int16_t>(task.block[i] * task.quant[i]);
     for (int x = 0; x < 8; ++x) InversePass(block + x, columns + x, 8, kDctBits - kKeptBits);
     for (int y = 0; y < 8; ++y) InversePass(columns + y * 8, rows + y * 8, 1, kDctBits + kKeptBits + 3);
     constexpr int kHalf = 1 << (kSampleBits - 1);
     for (int y = 0; y < 8; ++y)
         for (int x = 0; x < 8; ++x)
-            out[y * stride + x] =
+            task.out[y * task.stride + x] =
                 static_cast<Sample>(std::clamp<int>(rows[y * 8 + x], -kHalf, kHalf - 1) + kHalf);
 }
 
-void Inverse8(const int16_t* blocks, uint8_t* first, ptrdiff_t firstStride, uint8_t* second,
-              ptrdiff_t secondStride, bool)
+void Inverse8(const InverseTask<uint8_t> tasks[2], bool)
 {
-    InverseBlock<kKeptBits8, 8>(blocks, first, firstStride);
-    InverseBlock<kKeptBits8, 8>(blocks + 64, second, secondStride);
+    InverseBlock<kKeptBits8, 8>(tasks[0]);
+    InverseBlock<kKeptBits8, 8>(tasks[1]);
 }
 
-void Inverse12(const int16_t* blocks, uint16_t* first, ptrdiff_t firstStride, uint16_t* second,
-               ptrdiff_t secondStride, bool)
+void Inverse12(const InverseTask<uint16_t> tasks[2], bool)
 {
-    InverseBlock<kKeptBits12, 12>(blocks, first, firstStride);
-    InverseBlock<kKeptBits12, 12>(blocks + 64, second, secondStride);
+    InverseBlock<kKeptBits12, 12>(tasks[0]);
+    InverseBlock<kKeptBits12, 12>(tasks[1]);
 }
 }  // namespace
 
@@ -68,6 +68,15 @@ JpegKernels SelectJpegKernels(SimdLevel level)
     kernels.widenBetween = WidenRowBetween<uint8_t>;
     kernels.yccToBgr = YccRowToBgr<8, uint8_t>;
     kernels.planesToBgr = PlanesToBgr<0, uint8_t>;
+    kernels.splitThree = SplitThree;
+    kernels.predict[0] = nullptr;
+    kernels.predict[1] = PredictRow<1>;
+    kernels.predict[2] = PredictRow<2>;
+    kernels.predict[3] = PredictRow<3>;
+    kernels.predict[4] = PredictRow<4>;
+    kernels.predict[5] = PredictRow<5>;
+    kernels.predict[6] = PredictRow<6>;
+    kernels.predict[7] = PredictRow<7>;
     if (level >= SimdLevel::sse2) UseJpegKernelsSse2(&kernels);
     if (level >= SimdLevel::avx2) UseJpegKernelsAvx2(&kernels);
     return kernels;

@@ -6,17 +6,24 @@
 #include "platform/cpu.h"
 
 namespace talv::jpeg {
-/// The inner loops of the DCT processes. Every level gives the same bytes; block arguments are 64 dequantised
-/// coefficients in natural order (row by row), aligned to 32 bytes.
+/// A block on its way back to samples. Coefficients and quantisation table are in natural order (row by row).
+template <typename Sample>
+struct InverseTask
+{
+    const int16_t* block;
+    const uint16_t* quant;
+    Sample* out;       ///< the first of 8 rows
+    ptrdiff_t stride;  ///< samples between rows
+};
+
+/// The inner loops. Every level gives the same bytes.
 struct JpegKernels
 {
-    /// Inverse DCT of two blocks that follow one another, each to 8 rows of 8 bytes. `lowOnly`: only the 4 by
-    /// 4 coefficients of lowest frequency may be other than 0.
-    void (*inverse8)(const int16_t* blocks, uint8_t* first, ptrdiff_t firstStride, uint8_t* second,
-                     ptrdiff_t secondStride, bool lowOnly);
-    /// The same for 12-bit samples (strides in samples).
-    void (*inverse12)(const int16_t* blocks, uint16_t* first, ptrdiff_t firstStride, uint16_t* second,
-                      ptrdiff_t secondStride, bool lowOnly);
+    /// Dequantisation (products wrap at 16 bits) and inverse DCT of two blocks. `lowOnly`: only the 4 by 4
+    /// coefficients of lowest frequency may be other than 0.
+    void (*inverse8)(const InverseTask<uint8_t> tasks[2], bool lowOnly);
+    /// The same for 12-bit samples.
+    void (*inverse12)(const InverseTask<uint16_t> tasks[2], bool lowOnly);
     /// Two samples for each of `width`, by linear interpolation between sample centres.
     void (*widen)(const uint8_t* in, uint8_t* out, int width);
     /// The same for a row between two: three parts of `near` and one of `far`.
@@ -26,6 +33,11 @@ struct JpegKernels
     /// Three planes, the first one to the third byte of a pixel.
     void (*planesToBgr)(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* out,
                         int width);
+    /// Words that three components take in turns to a row of each.
+    void (*splitThree)(const uint16_t* in, uint16_t* first, uint16_t* second, uint16_t* third, int count);
+    /// By predictor (1 to 7): `count` samples of a lossless row from their differences, modulo 65536. The
+    /// sample before `row` exists and so does, but for predictor 1, the row above with the sample before it.
+    void (*predict[8])(const uint16_t* differences, uint16_t* row, const uint16_t* above, int count);
 };
 
 /// The kernels of a level; those of lower levels where it has none of its own.

@@ -42,43 +42,52 @@ void Store128(void* to, __m128i value)
     _mm_storeu_si128(static_cast<__m128i*>(to), value);
 }
 
-void LoadBlocks(const int16_t* blocks, __m256i r[8])
+// Row `y` of both.
+__m256i LoadTwo(const void* first, const void* second)
 {
-    for (int i = 0; i < 8; ++i)
-        r[i] = _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(blocks + 8 * i)),
-                                       Load128(blocks + 64 + 8 * i), 1);
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(first)), Load128(second), 1);
 }
 
-void Inverse8(const int16_t* blocks, uint8_t* first, ptrdiff_t firstStride, uint8_t* second,
-              ptrdiff_t secondStride, bool lowOnly)
+template <typename Sample>
+void LoadBlocks(const InverseTask<Sample> tasks[2], __m256i r[8])
+{
+    for (int i = 0; i < 8; ++i)
+        r[i] = _mm256_mullo_epi16(LoadTwo(tasks[0].block + 8 * i, tasks[1].block + 8 * i),
+                                  LoadTwo(tasks[0].quant + 8 * i, tasks[1].quant + 8 * i));
+}
+
+void Inverse8(const InverseTask<uint8_t> tasks[2], bool lowOnly)
 {
     __m256i r[8];
-    LoadBlocks(blocks, r);
+    LoadBlocks(tasks, r);
     InverseDct<Avx2>::Transform<kKeptBits8>(r, lowOnly);
     const __m256i half = _mm256_set1_epi8(-128);
+    uint8_t* first = tasks[0].out;
+    uint8_t* second = tasks[1].out;
     for (int y = 0; y < 8; y += 2) {
         const __m256i rows = _mm256_add_epi8(_mm256_packs_epi16(r[y], r[y + 1]), half);
         const __m128i a = _mm256_castsi256_si128(rows);
         const __m128i b = _mm256_extracti128_si256(rows, 1);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(first + y * firstStride), a);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(first + (y + 1) * firstStride), _mm_srli_si128(a, 8));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(second + y * secondStride), b);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(second + (y + 1) * secondStride), _mm_srli_si128(b, 8));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(first), a);
+        _mm_storeh_pi(reinterpret_cast<__m64*>(first + tasks[0].stride), _mm_castsi128_ps(a));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(second), b);
+        _mm_storeh_pi(reinterpret_cast<__m64*>(second + tasks[1].stride), _mm_castsi128_ps(b));
+        first += 2 * tasks[0].stride;
+        second += 2 * tasks[1].stride;
     }
 }
 
-void Inverse12(const int16_t* blocks, uint16_t* first, ptrdiff_t firstStride, uint16_t* second,
-               ptrdiff_t secondStride, bool lowOnly)
+void Inverse12(const InverseTask<uint16_t> tasks[2], bool lowOnly)
 {
     __m256i r[8];
-    LoadBlocks(blocks, r);
+    LoadBlocks(tasks, r);
     InverseDct<Avx2>::Transform<kKeptBits12>(r, lowOnly);
     const __m256i low = _mm256_set1_epi16(-2048);
     const __m256i high = _mm256_set1_epi16(2047);
     for (int y = 0; y < 8; ++y) {
         const __m256i row = _mm256_sub_epi16(_mm256_min_epi16(_mm256_max_epi16(r[y], low), high), low);
-        Store128(first + y * firstStride, _mm256_castsi256_si128(row));
-        Store128(second + y * secondStride, _mm256_extracti128_si256(row, 1));
+        Store128(tasks[0].out + y * tasks[0].stride, _mm256_castsi256_si128(row));
+        Store128(tasks[1].out + y * tasks[1].stride, _mm256_extracti128_si256(row, 1));
     }
 }
 
@@ -215,6 +224,49 @@ void PlanesToPixels(const uint8_t* first, const uint8_t* second, const uint8_t* 
         out[3 * x + 2] = first[x];
     }
 }
+// Byte places for words number r, r + 3, ... of 24 that lie in three registers: [r][register].
+struct ThirdPlaces
+{
+    alignas(16) int8_t places[3][3][16] = {};
+
+    constexpr ThirdPlaces()
+    {
+        for (int r = 0; r < 3; ++r) {
+            for (int part = 0; part < 3; ++part) {
+                for (int i = 0; i < 8; ++i) {
+                    const int word = r + 3 * i - 8 * part;
+                    const bool here = word >= 0 && word < 8;
+                    places[r][part][2 * i] = static_cast<int8_t>(here ? 2 * word : -1);
+                    places[r][part][2 * i + 1] = static_cast<int8_t>(here ? 2 * word + 1 : -1);
+                }
+            }
+        }
+    }
+};
+constexpr ThirdPlaces kThirds;
+
+__m128i EveryThird(const __m128i in[3], int r)
+{
+    return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(in[0], Load128(kThirds.places[r][0])),
+                                     _mm_shuffle_epi8(in[1], Load128(kThirds.places[r][1]))),
+                        _mm_shuffle_epi8(in[2], Load128(kThirds.places[r][2])));
+}
+
+void SplitThreeWords(const uint16_t* in, uint16_t* first, uint16_t* second, uint16_t* third, int count)
+{
+    int x = 0;
+    for (; x + 8 <= count; x += 8, in += 24) {
+        const __m128i words[3] = {Load128(in), Load128(in + 8), Load128(in + 16)};
+        Store128(first + x, EveryThird(words, 0));
+        Store128(second + x, EveryThird(words, 1));
+        Store128(third + x, EveryThird(words, 2));
+    }
+    for (; x < count; ++x, in += 3) {
+        first[x] = in[0];
+        second[x] = in[1];
+        third[x] = in[2];
+    }
+}
 }  // namespace
 
 void UseJpegKernelsAvx2(JpegKernels* kernels)
@@ -225,5 +277,6 @@ void UseJpegKernelsAvx2(JpegKernels* kernels)
     kernels->widenBetween = WidenBetween;
     kernels->yccToBgr = YccToBgr;
     kernels->planesToBgr = PlanesToPixels;
+    kernels->splitThree = SplitThreeWords;
 }
 }  // namespace talv::jpeg

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "codecs/jpeg/component_rows.h"
 #include "codecs/jpeg/inverse_dct_vector.h"
 #include "codecs/jpeg/jpeg_kernels.h"
 
@@ -43,47 +44,47 @@ void Store(void* to, __m128i value)
     _mm_storeu_si128(static_cast<__m128i*>(to), value);
 }
 
-void LoadBlock(const int16_t* block, __m128i r[8])
+template <typename Sample>
+void LoadBlock(const InverseTask<Sample>& task, __m128i r[8])
 {
-    for (int i = 0; i < 8; ++i) r[i] = Load(block + 8 * i);
+    for (int i = 0; i < 8; ++i) r[i] = _mm_mullo_epi16(Load(task.block + 8 * i), Load(task.quant + 8 * i));
 }
 
-void InverseOne8(const int16_t* block, uint8_t* out, ptrdiff_t stride, bool lowOnly)
+void InverseOne8(const InverseTask<uint8_t>& task, bool lowOnly)
 {
     __m128i r[8];
-    LoadBlock(block, r);
+    LoadBlock(task, r);
     InverseDct<Sse2>::Transform<kKeptBits8>(r, lowOnly);
     const __m128i half = _mm_set1_epi8(-128);
     for (int y = 0; y < 8; y += 2) {
         const __m128i rows = _mm_add_epi8(_mm_packs_epi16(r[y], r[y + 1]), half);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + y * stride), rows);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + (y + 1) * stride), _mm_srli_si128(rows, 8));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(task.out + y * task.stride), rows);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(task.out + (y + 1) * task.stride),
+                         _mm_srli_si128(rows, 8));
     }
 }
 
-void Inverse8(const int16_t* blocks, uint8_t* first, ptrdiff_t firstStride, uint8_t* second,
-              ptrdiff_t secondStride, bool lowOnly)
+void Inverse8(const InverseTask<uint8_t> tasks[2], bool lowOnly)
 {
-    InverseOne8(blocks, first, firstStride, lowOnly);
-    InverseOne8(blocks + 64, second, secondStride, lowOnly);
+    InverseOne8(tasks[0], lowOnly);
+    InverseOne8(tasks[1], lowOnly);
 }
 
-void InverseOne12(const int16_t* block, uint16_t* out, ptrdiff_t stride, bool lowOnly)
+void InverseOne12(const InverseTask<uint16_t>& task, bool lowOnly)
 {
     __m128i r[8];
-    LoadBlock(block, r);
+    LoadBlock(task, r);
     InverseDct<Sse2>::Transform<kKeptBits12>(r, lowOnly);
     const __m128i low = _mm_set1_epi16(-2048);
     const __m128i high = _mm_set1_epi16(2047);
     for (int y = 0; y < 8; ++y)
-        Store(out + y * stride, _mm_sub_epi16(_mm_min_epi16(_mm_max_epi16(r[y], low), high), low));
+        Store(task.out + y * task.stride, _mm_sub_epi16(_mm_min_epi16(_mm_max_epi16(r[y], low), high), low));
 }
 
-void Inverse12(const int16_t* blocks, uint16_t* first, ptrdiff_t firstStride, uint16_t* second,
-               ptrdiff_t secondStride, bool lowOnly)
+void Inverse12(const InverseTask<uint16_t> tasks[2], bool lowOnly)
 {
-    InverseOne12(blocks, first, firstStride, lowOnly);
-    InverseOne12(blocks + 64, second, secondStride, lowOnly);
+    InverseOne12(tasks[0], lowOnly);
+    InverseOne12(tasks[1], lowOnly);
 }
 
 // 8 bytes as 16-bit lanes.
@@ -208,6 +209,47 @@ void PlanesToPixels(const uint8_t* first, const uint8_t* second, const uint8_t* 
         out[3 * x + 2] = first[x];
     }
 }
+// What predictors 1, 4 and 5 add to the sample on the left, for 8 samples.
+template <int kPredictor>
+__m128i StepFromLeft(const uint16_t* differences, const uint16_t* above)
+{
+    const __m128i difference = Load(differences);
+    if (kPredictor == 1) return difference;
+    const __m128i b = Load(above), c = Load(above - 1);
+    if (kPredictor == 4) return _mm_add_epi16(difference, _mm_sub_epi16(b, c));
+    // (b - c) >> 1 without a seventeenth bit: the halves, less one where only c is odd.
+    const __m128i halves = _mm_sub_epi16(_mm_srli_epi16(b, 1), _mm_srli_epi16(c, 1));
+    const __m128i borrow = _mm_and_si128(_mm_andnot_si128(b, c), _mm_set1_epi16(1));
+    return _mm_add_epi16(difference, _mm_sub_epi16(halves, borrow));
+}
+
+/// Predictors that add to the sample on the left: running sums, 8 at a time.
+template <int kPredictor>
+void PredictFromLeft(const uint16_t* differences, uint16_t* row, const uint16_t* above, int count)
+{
+    __m128i left = _mm_set1_epi16(static_cast<short>(row[-1]));
+    int x = 0;
+    for (; x + 8 <= count; x += 8) {
+        __m128i sum = StepFromLeft<kPredictor>(differences + x, above + (kPredictor == 1 ? 0 : x));
+        sum = _mm_add_epi16(sum, _mm_slli_si128(sum, 2));
+        sum = _mm_add_epi16(sum, _mm_slli_si128(sum, 4));
+        sum = _mm_add_epi16(sum, _mm_slli_si128(sum, 8));
+        const __m128i last = _mm_shufflehi_epi16(sum, 0xFF);
+        Store(row + x, _mm_add_epi16(sum, left));
+        left = _mm_add_epi16(left, _mm_unpackhi_epi64(last, last));
+    }
+    PredictRow<kPredictor>(differences + x, row + x, above + (kPredictor == 1 ? 0 : x), count - x);
+}
+
+/// Predictors 2 and 3: the sample above, or the one before it.
+template <int kPredictor>
+void PredictFromAbove(const uint16_t* differences, uint16_t* row, const uint16_t* above, int count)
+{
+    int x = 0;
+    for (; x + 8 <= count; x += 8)
+        Store(row + x, _mm_add_epi16(Load(differences + x), Load(above + x - (kPredictor - 2))));
+    PredictRow<kPredictor>(differences + x, row + x, above + x, count - x);
+}
 }  // namespace
 
 void UseJpegKernelsSse2(JpegKernels* kernels)
@@ -218,5 +260,10 @@ void UseJpegKernelsSse2(JpegKernels* kernels)
     kernels->widenBetween = WidenBetween;
     kernels->yccToBgr = YccToBgr;
     kernels->planesToBgr = PlanesToPixels;
+    kernels->predict[1] = PredictFromLeft<1>;
+    kernels->predict[2] = PredictFromAbove<2>;
+    kernels->predict[3] = PredictFromAbove<3>;
+    kernels->predict[4] = PredictFromLeft<4>;
+    kernels->predict[5] = PredictFromLeft<5>;
 }
 }  // namespace talv::jpeg

@@ -1,80 +1,77 @@
 #include <algorithm>
+#include <cstring>
 
-#include "codecs/jpeg/jpeg_decoder.h"
+#include "codecs/jpeg/block_coding.h"
+#include "codecs/jpeg/component_rows.h"
 
 namespace talv::jpeg {
 namespace {
-/// A difference without an entry of its own (T.81 H.1.2.2); category 16 is 32768 and has no extra bits.
-__attribute__((noinline)) int32_t TakeLongDifference(BitReader& reader, const DifferenceTable& table,
-                                                     uint32_t entry)
+/// The differences of a run of samples, all of one table.
+void DecodeDifferences(BitReader& stream, const DifferenceTable& table, uint16_t* out, int count)
 {
-    int category = static_cast<int>(entry >> 16 & 0xFF);
-    int length = static_cast<int>(entry & 0x3F);
-    if (length == 0) length = table.symbols.Find(reader.Peek(16), &category);
-    if (length == 0 || category > 16) {
-        reader.Abandon();
-        return 0;
+    BitReader reader = stream;
+    const uint16_t* const end = out + count;
+    const int lookBits = table.lookBits;
+    // What one look-up holds, followed by zeros as far as it may reach; false when it holds nothing.
+    const auto take = [&]() {
+        const uint32_t entry = table.look[reader.Peek(lookBits)];
+        const int used = static_cast<int>(entry & 0x1F);
+        if (used == 0) [[unlikely]]
+            return false;
+        std::memset(out, 0, DifferenceTable::kMost * sizeof *out);
+        out[0] = static_cast<uint16_t>(static_cast<int32_t>(entry) >> 20);
+        out[1] = static_cast<uint16_t>(static_cast<int32_t>(entry << 12) >> 21);
+        out += entry >> 5 & 15;
+        reader.Skip(used);
+        return true;
+    };
+    constexpr int kInReservoir = 4;
+    static_assert(kInReservoir * DifferenceTable::kMaxLookBits <= 56);
+    while (end - out >= kInReservoir * DifferenceTable::kMost) {
+        reader.Refill();
+        if (take() && take() && take() && take()) [[likely]]
+            continue;
+        reader.Refill();
+        *out++ = static_cast<uint16_t>(TakeDifference(reader, table.symbols, 16));
     }
-    reader.Skip(length);
-    return category == 16 ? 32768 : Extend(reader.Take(category), category);
+    while (out < end) {
+        reader.Refill();
+        if (end - out >= DifferenceTable::kMost && take()) continue;
+        *out++ = static_cast<uint16_t>(TakeDifference(reader, table.symbols, 16));
+    }
+    stream = reader;
 }
 
-inline __attribute__((always_inline)) int32_t TakeDifference(BitReader& reader, const DifferenceTable& table,
-                                                             int lookBits)
-{
-    if (reader.count < 32) reader.Refill();
-    const uint32_t entry = table.look[reader.Peek(lookBits)];
-    if ((entry & SymbolTable::kUnfinished) == 0) [[likely]] {
-        reader.Skip(static_cast<int>(entry & 0x3F));
-        return static_cast<int32_t>(entry) >> 16;
-    }
-    BitReader copy = reader;
-    const int32_t difference = TakeLongDifference(copy, table, entry);
-    reader = copy;
-    return difference;
-}
-
-/// T.81 table H.1: left, above and above left.
+/// Samples of a run whose differences mostly fill a look-up each: predicted on the way. The sample before
+/// `row` exists, and but for predictor 1 the row above.
 template <int kPredictor>
-inline __attribute__((always_inline)) int32_t Predict(int32_t a, int32_t b, int32_t c)
+void DecodeRun(BitReader& stream, const DifferenceTable& table, uint16_t* row, const uint16_t* above,
+               int count)
 {
-    switch (kPredictor) {
-        case 1:
-            return a;
-        case 2:
-            return b;
-        case 3:
-            return c;
-        case 4:
-            return a + b - c;
-        case 5:
-            return a + ((b - c) >> 1);
-        case 6:
-            return b + ((a - c) >> 1);
-        default:
-            return (a + b) >> 1;
+    BitReader reader = stream;
+    const int lookBits = table.lookBits;
+    int32_t left = row[-1];
+    int32_t corner = kPredictor == 1 ? 0 : above[-1];
+    for (int x = 0; x < count; ++x) {
+        const int32_t up = kPredictor == 1 ? 0 : above[x];
+        if (reader.count < 32) reader.Refill();
+        const uint32_t entry = table.look[reader.Peek(lookBits)];
+        const int used = static_cast<int>(entry & 0x1F);
+        int32_t difference = static_cast<int32_t>(entry) >> 20;
+        if (used != 0) [[likely]]
+            reader.Skip(used);
+        else
+            difference = TakeDifference(reader, table.symbols, 16);
+        left = (PredictSample(kPredictor, left, up, corner) + difference) & 0xFFFF;
+        row[x] = static_cast<uint16_t>(left);
+        corner = up;
     }
+    stream = reader;
 }
 
-int32_t PredictBy(int predictor, int32_t a, int32_t b, int32_t c)
-{
-    switch (predictor) {
-        case 1:
-            return Predict<1>(a, b, c);
-        case 2:
-            return Predict<2>(a, b, c);
-        case 3:
-            return Predict<3>(a, b, c);
-        case 4:
-            return Predict<4>(a, b, c);
-        case 5:
-            return Predict<5>(a, b, c);
-        case 6:
-            return Predict<6>(a, b, c);
-        default:
-            return Predict<7>(a, b, c);
-    }
-}
+using RunDecoder = void (*)(BitReader&, const DifferenceTable&, uint16_t*, const uint16_t*, int);
+constexpr RunDecoder kRunDecoders[8] = {nullptr,      DecodeRun<1>, DecodeRun<2>, DecodeRun<3>,
+                                        DecodeRun<4>, DecodeRun<5>, DecodeRun<6>, DecodeRun<7>};
 
 /// One component's part in a row of samples that all components share.
 struct Lane
@@ -84,62 +81,48 @@ struct Lane
     const DifferenceTable* table;
 };
 
-/// Samples `begin` to `end` of a row; the sample before `begin` exists.
-template <int kPredictor, int kLanes>
-void DecodeRun(BitReader& stream, const Lane* lanes, int lookBits, int begin, int end)
+/// The differences of samples that the components of a scan take in turns, `count` of each, to
+/// `out[component * stride]` and on.
+void DecodeInTurns(const JpegKernels& kernels, BitReader& stream, const Lane* lanes, int laneCount,
+                   uint16_t* spare, uint16_t* out, int stride, int count)
 {
-    BitReader reader = stream;
-    int32_t left[kLanes];
-    int32_t corner[kLanes];
-    for (int i = 0; i < kLanes; ++i) {
-        left[i] = lanes[i].row[begin - 1];
-        corner[i] = kPredictor == 1 ? 0 : lanes[i].above[begin - 1];
-    }
-    for (int x = begin; x < end; ++x) {
-        for (int i = 0; i < kLanes; ++i) {
-            const int32_t above = kPredictor == 1 ? 0 : lanes[i].above[x];
-            const int32_t difference = TakeDifference(reader, *lanes[i].table, lookBits);
-            left[i] = (Predict<kPredictor>(left[i], above, corner[i]) + difference) & 0xFFFF;
-            lanes[i].row[x] = static_cast<uint16_t>(left[i]);
-            corner[i] = above;
+    bool oneTable = true;
+    for (int i = 1; i < laneCount; ++i)
+        oneTable = oneTable && lanes[i].table->symbols.counted == lanes[0].table->symbols.counted;
+    if (oneTable) {
+        DecodeDifferences(stream, *lanes[0].table, spare, count * laneCount);
+    } else {
+        BitReader reader = stream;
+        uint16_t* at = spare;
+        for (int x = 0; x < count; ++x) {
+            for (int i = 0; i < laneCount; ++i) {
+                reader.Refill();
+                *at++ = static_cast<uint16_t>(TakeDifference(reader, lanes[i].table->symbols, 16));
+            }
         }
+        stream = reader;
     }
-    stream = reader;
+    if (laneCount == 3) return kernels.splitThree(spare, out, out + stride, out + 2 * stride, count);
+    for (int i = 0; i < laneCount; ++i)
+        for (int x = 0; x < count; ++x) out[i * stride + x] = spare[x * laneCount + i];
 }
 
-using RunDecoder = void (*)(BitReader&, const Lane*, int, int, int);
-
-template <int kLanes>
-RunDecoder SelectRun(int predictor)
+int32_t TakeSingle(BitReader& reader, const DifferenceTable& table)
 {
-    static constexpr RunDecoder kRuns[8] = {nullptr,
-                                            DecodeRun<1, kLanes>,
-                                            DecodeRun<2, kLanes>,
-                                            DecodeRun<3, kLanes>,
-                                            DecodeRun<4, kLanes>,
-                                            DecodeRun<5, kLanes>,
-                                            DecodeRun<6, kLanes>,
-                                            DecodeRun<7, kLanes>};
-    return kRuns[predictor];
-}
-
-RunDecoder SelectRun(int predictor, int lanes)
-{
-    switch (lanes) {
-        case 1:
-            return SelectRun<1>(predictor);
-        case 3:
-            return SelectRun<3>(predictor);
-        case 4:
-            return SelectRun<4>(predictor);
-        default:
-            return SelectRun<2>(predictor);
-    }
+    reader.Refill();
+    return TakeDifference(reader, table.symbols, 16);
 }
 
 int LookBits(const JpegDecoder& d)
 {
     return static_cast<int64_t>(d.width) * d.height < 32768 ? 9 : 12;
+}
+
+/// A single component with so many bits a sample that two differences seldom fit one look-up.
+bool IsDense(const JpegDecoder& d)
+{
+    const Component& c = d.components[d.scan.component[0]];
+    return d.scan.count == 1 && 8 * (d.End() - d.reader.next) > 6 * static_cast<int64_t>(c.width) * c.height;
 }
 
 int32_t InitialPrediction(const JpegDecoder& d)
@@ -148,21 +131,35 @@ int32_t InitialPrediction(const JpegDecoder& d)
     return 1 << std::max(0, bits);
 }
 
+/// Samples need no conversion: rows are decoded where the caller wants them.
+bool GoesStraightOut(const JpegDecoder& d)
+{
+    const auto address = reinterpret_cast<uintptr_t>(d.rows.first) | static_cast<uintptr_t>(d.rows.step);
+    return d.componentCount == 1 && d.bitsPerPixel == 16 && d.scan.bitLow == 0 && !d.stored &&
+           address % alignof(uint16_t) == 0;
+}
+
 /// Rows of a scan whose components have one sample an MCU, so that whole runs decode in one loop.
 void DecodeRows(JpegDecoder* d, int rows, int width)
 {
     Lane lanes[kMaxComponents] = {};
     const int count = d->scan.count;
-    const int lookBits = LookBits(*d);
-    const RunDecoder decodeFirstLine = SelectRun(1, count);
-    const RunDecoder decodeLine = SelectRun(d->scan.spectralFirst, count);
+    const int stride = width + DifferenceTable::kMost;
+    const auto spare = std::make_unique_for_overwrite<uint16_t[]>(static_cast<size_t>(2 * stride * count));
+    uint16_t* const differences = spare.get() + stride * count;
     const int32_t initial = InitialPrediction(*d);
+    const bool straight = GoesStraightOut(*d);
+    const auto rowOf = [d, straight](const Component& c, int y) {
+        if (y < 0) return static_cast<uint16_t*>(nullptr);
+        // A second field may have a row less than the first one, whose size the scan has.
+        const bool out = straight && y < d->rows.count;
+        return out ? reinterpret_cast<uint16_t*>(d->rows.At(y)) : PlaneRow<uint16_t>(*d, c, y);
+    };
     bool reset = true;
     for (int y = 0; y < rows; ++y) {
         for (int i = 0; i < count; ++i) {
             const Component& c = d->components[d->scan.component[i]];
-            lanes[i] = {PlaneRow<uint16_t>(*d, c, y), y > 0 ? PlaneRow<uint16_t>(*d, c, y - 1) : nullptr,
-                        &d->differences[c.dcTable]};
+            lanes[i] = {rowOf(c, y), rowOf(c, y - 1), &d->differences[c.dcTable]};
         }
         bool firstLine = reset;
         for (int x = 0; x < width;) {
@@ -183,23 +180,34 @@ void DecodeRows(JpegDecoder* d, int rows, int width)
             if (x == 0 || reset) {
                 const bool fromInitial = reset || d->rowReset;
                 for (int i = 0; i < count; ++i)
-                    lanes[i].row[x] =
-                        static_cast<uint16_t>((fromInitial ? initial : lanes[i].above[x]) +
-                                              TakeDifference(d->reader, *lanes[i].table, lookBits));
+                    lanes[i].row[x] = static_cast<uint16_t>((fromInitial ? initial : lanes[i].above[x]) +
+                                                            TakeSingle(d->reader, *lanes[i].table));
                 reset = false;
                 ++x;
             }
-            (firstLine ? decodeFirstLine : decodeLine)(d->reader, lanes, lookBits, x, end);
+            const int predictor = firstLine ? 1 : d->scan.spectralFirst;
+            if (lanes[0].table->most == 1) {
+                kRunDecoders[predictor](d->reader, *lanes[0].table, lanes[0].row + x,
+                                        firstLine ? nullptr : lanes[0].above + x, end - x);
+                x = end;
+                continue;
+            }
+            if (count == 1)
+                DecodeDifferences(d->reader, *lanes[0].table, differences, end - x);
+            else
+                DecodeInTurns(d->kernels, d->reader, lanes, count, spare.get(), differences, stride, end - x);
+            for (int i = 0; i < count; ++i)
+                d->kernels.predict[predictor](differences + i * stride, lanes[i].row + x,
+                                              firstLine ? nullptr : lanes[i].above + x, end - x);
             x = end;
         }
-        if (!d->stored) EmitRows(d, y + 1);
+        if (!d->stored && !straight) EmitRows(d, y + 1);
     }
 }
 
 /// Interleaved components with several samples an MCU: prediction follows each component's own rows.
 void DecodeSubsampled(JpegDecoder* d)
 {
-    const int lookBits = LookBits(*d);
     const int32_t initial = InitialPrediction(*d);
     int resetRow = 0;  // MCU row whose first lines are predicted from the left
     int resetMcu = 0;
@@ -231,11 +239,9 @@ void DecodeSubsampled(JpegDecoder* d)
                             prediction = line[x - 1];
                         else
                             prediction =
-                                PredictBy(d->scan.spectralFirst, line[x - 1], above[x], above[x - 1]);
+                                PredictSample(d->scan.spectralFirst, line[x - 1], above[x], above[x - 1]);
                         const int32_t difference =
-                            d->reader.Overrun()
-                                ? 0
-                                : TakeDifference(d->reader, d->differences[c.dcTable], lookBits);
+                            d->reader.Overrun() ? 0 : TakeSingle(d->reader, d->differences[c.dcTable]);
                         line[x] = static_cast<uint16_t>(prediction + difference);
                     }
                 }
@@ -253,7 +259,8 @@ void DecodeLosslessScan(JpegDecoder* d)
     for (int i = 0; i < d->scan.count; ++i) {
         Component& c = d->components[d->scan.component[i]];
         c.pointTransform = d->scan.bitLow;
-        d->differences[c.dcTable].Build(d->dcSpecs[c.dcTable], LookBits(*d));
+        d->differences[c.dcTable].Build(d->dcSpecs[c.dcTable], LookBits(*d),
+                                        IsDense(*d) ? 1 : DifferenceTable::kMost);
         single = single && c.h == 1 && c.v == 1;
     }
     if (d->scan.count == 1) {

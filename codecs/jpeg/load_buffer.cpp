@@ -73,7 +73,8 @@ RowTable DestinationRows(const LoadRequest& request)
 /// Header, checks and geometry of a frame, for `rows` of the destination.
 int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
 {
-    d->level = DetectedSimdLevel();
+    d->level = request.level;
+    d->threads = request.threads;
     d->kernels = SelectJpegKernels(d->level);
     d->sixteenBitOutput = request.bitsPerPixel == 16;
     d->rowReset = (request.flags & kRowResetFlag) != 0;

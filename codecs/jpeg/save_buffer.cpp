@@ -97,8 +97,17 @@ void AppendMotionFrame(ByteString* out, uint32_t options)
     AppendSegment(out, 0xE0, payload);
 }
 
-void AppendApplicationSegments(ByteString* out, const SaveRequest& r, size_t components)
+/// Red, green and blue as they are: other readers take the colours of a JFIF stream for Y, Cb and Cr.
+void AppendAdobe(ByteString* out)
 {
+    static constexpr uint8_t kAdobe[12] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
+    BeginSegment(out, 0xEE, sizeof kAdobe);
+    Append(out, kAdobe, sizeof kAdobe);
+}
+
+void AppendApplicationSegments(ByteString* out, const SaveRequest& r, const EncoderPicture& picture)
+{
+    const size_t components = picture.planes[0].size();
     const bool exif = (r.options & kSaveExif) != 0 && r.extras != nullptr && r.extras->exif != nullptr;
     if ((r.options & kSaveNitf) != 0) {
         ByteString payload(23, 0);  // a segment of length 25
@@ -114,6 +123,8 @@ void AppendApplicationSegments(ByteString* out, const SaveRequest& r, size_t com
         Append(out, r.extras->exif, length);
     } else if ((r.options & kSaveMotionFrame) != 0) {
         AppendMotionFrame(out, r.options);
+    } else if (picture.rgb) {
+        AppendAdobe(out);
     } else {
         static constexpr char kSignature[29] = "Talv Systems Inc. V1.01";  // a segment of length 31
         AppendJfif(out, r.extras);
@@ -179,7 +190,7 @@ ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
     const Coding coding = ReadCoding(r.coding);
     const size_t components = picture.planes[0].size();
     ByteString out = {0xFF, 0xD8};
-    AppendApplicationSegments(&out, r, components);
+    AppendApplicationSegments(&out, r, picture);
     const int interval = RestartInterval(coding, picture);
     if (interval != 0) AppendRestartInterval(&out, interval);
     if (r.extras != nullptr && r.extras->comment != nullptr) {

@@ -88,8 +88,8 @@ HRESULT DicomOutputPin::TryAllocator(IMemInputPin* input, IMemAllocator* allocat
 
 STDMETHODIMP DicomOutputPin::Notify(IBaseFilter*, Quality quality)
 {
-    const std::lock_guard guard(filter_.seekingLock);
-    NoteQuality(&filter_.timeline, quality.Proportion, quality.Late);
+    filter_.ChangeTimeline(
+        [&](FrameTimeline* timeline) { NoteQuality(timeline, quality.Proportion, quality.Late); });
     return S_OK;
 }
 }  // namespace talv

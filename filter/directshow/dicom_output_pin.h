@@ -64,10 +64,9 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     void RestartStream();
     static void RunWorker(void* pin);
     void ObeyCommands();
-    void ProduceSamples();
+    HRESULT ProduceSamples();
     HRESULT TakeFormatChange(IMediaSample* sample);
     HRESULT FillSample(IMediaSample* sample);
-    void EndStream(IPin* peer);
 
     // Set while connecting or disconnecting, when there is no worker; so the worker reads them without a
     // lock.

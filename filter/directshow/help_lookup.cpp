@@ -16,11 +16,15 @@ constexpr char kHelpFile[] = "tvfilters.chm";
 // The value as text, whatever its length; empty when there is none.
 std::string HelpPath()
 {
-    char text[4096] = {};
-    DWORD size = sizeof(text) - 1;
-    const LSTATUS status =
-        RegGetValueA(HKEY_LOCAL_MACHINE, kHelpKey, "Path", RRF_RT_REG_SZ, nullptr, text, &size);
-    return status == ERROR_SUCCESS ? text : "";
+    DWORD size = 0;
+    if (RegGetValueA(HKEY_LOCAL_MACHINE, kHelpKey, "Path", RRF_RT_REG_SZ, nullptr, nullptr, &size) !=
+        ERROR_SUCCESS)
+        return {};
+    std::string text(size, '\0');
+    if (RegGetValueA(HKEY_LOCAL_MACHINE, kHelpKey, "Path", RRF_RT_REG_SZ, nullptr, text.data(), &size) !=
+        ERROR_SUCCESS)
+        return {};
+    return text.c_str();
 }
 
 std::string OwnDirectory()

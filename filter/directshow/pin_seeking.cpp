@@ -163,10 +163,8 @@ STDMETHODIMP DicomOutputPin::SetPositions(LONGLONG* current, DWORD currentFlags,
 STDMETHODIMP DicomOutputPin::SetRate(double rate)
 {
     return Guarded([&]() -> HRESULT {
-        {
-            const std::lock_guard guard(filter_.seekingLock);
-            if (!talv::SetRate(&filter_.timeline, rate)) return E_INVALIDARG;
-        }
+        const auto set = [&](FrameTimeline* timeline) { return talv::SetRate(timeline, rate); };
+        if (!filter_.ChangeTimeline(set)) return E_INVALIDARG;
         RestartStream();
         return S_OK;
     });

@@ -17,6 +17,13 @@ SIZE PageSize(WORD dialogTemplate)
     }
     return {area.right - area.left, area.bottom - area.top};
 }
+
+LPWSTR ResourceText(WORD id)
+{
+    wchar_t text[128] = {};
+    LoadStringW(serverModule, id, text, 128);
+    return CopyToTaskMemory(text);
+}
 }  // namespace
 
 PropertyPage::~PropertyPage()
@@ -64,13 +71,11 @@ STDMETHODIMP PropertyPage::Deactivate()
 STDMETHODIMP PropertyPage::GetPageInfo(PROPPAGEINFO* out)
 {
     if (out == nullptr) return E_POINTER;
-    wchar_t title[128] = {};
-    LoadStringW(serverModule, titleText_, title, 128);
     out->cb = sizeof(PROPPAGEINFO);
-    out->pszTitle = CopyToTaskMemory(title);
+    out->pszTitle = ResourceText(title_);
+    out->pszDocString = ResourceText(description_);
     out->size = PageSize(dialogTemplate_);
-    out->pszDocString = nullptr;
-    out->pszHelpFile = nullptr;
+    out->pszHelpFile = CopyToTaskMemory(kHelpFileName);  // frames offer their help button for it
     out->dwHelpContext = 0;
     return out->pszTitle != nullptr ? S_OK : E_OUTOFMEMORY;
 }

@@ -11,8 +11,13 @@ namespace talv {
 class PropertyPage : public ComObject, public IPropertyPage
 {
   public:
-    PropertyPage(IUnknown* outer, WORD dialog, WORD titleText, const char* helpTopic)
-        : ComObject(outer), dialogTemplate_(dialog), titleText_(titleText), helpTopic_(helpTopic)
+    /// `title` and `description` number strings of the resources.
+    PropertyPage(IUnknown* outer, WORD dialog, WORD title, WORD description, const char* helpTopic)
+        : ComObject(outer),
+          dialogTemplate_(dialog),
+          title_(title),
+          description_(description),
+          helpTopic_(helpTopic)
     {}
     TALV_FORWARD_UNKNOWN(Outer())
 
@@ -48,7 +53,7 @@ class PropertyPage : public ComObject, public IPropertyPage
     static INT_PTR CALLBACK DialogProcedure(HWND dialog, UINT message, WPARAM wide, LPARAM extra);
 
     const WORD dialogTemplate_;
-    const WORD titleText_;
+    const WORD title_, description_;
     const char* const helpTopic_;
     ComPointer<IPropertyPageSite> site_;
     bool dirty_ = false;

@@ -80,8 +80,7 @@ STDMETHODIMP ReaderAutomation::get_FrameTime(LONG* out)
 
 STDMETHODIMP ReaderAutomation::put_FrameTime(LONG milliseconds)
 {
-    const std::lock_guard guard(filter_.seekingLock);
-    PutFrameTime(&filter_.timeline, milliseconds);
+    filter_.ChangeTimeline([&](FrameTimeline* timeline) { PutFrameTime(timeline, milliseconds); });
     return S_OK;
 }
 
@@ -93,8 +92,7 @@ STDMETHODIMP ReaderAutomation::get_FrameControl(VARIANT_BOOL* out)
 
 STDMETHODIMP ReaderAutomation::put_FrameControl(VARIANT_BOOL on)
 {
-    const std::lock_guard guard(filter_.seekingLock);
-    PutFrameControl(&filter_.timeline, on != VARIANT_FALSE);
+    filter_.ChangeTimeline([&](FrameTimeline* timeline) { PutFrameControl(timeline, on != VARIANT_FALSE); });
     return S_OK;
 }
 
@@ -106,14 +104,14 @@ STDMETHODIMP ReaderAutomation::get_FrameDropping(VARIANT_BOOL* out)
 
 STDMETHODIMP ReaderAutomation::put_FrameDropping(VARIANT_BOOL on)
 {
-    const std::lock_guard guard(filter_.seekingLock);
-    PutFrameDropping(&filter_.timeline, on != VARIANT_FALSE);
+    filter_.ChangeTimeline([&](FrameTimeline* timeline) { PutFrameDropping(timeline, on != VARIANT_FALSE); });
     return S_OK;
 }
 
 STDMETHODIMP ReaderAutomation::SetDicomDS(DataSetPointer dataSet, VARIANT_BOOL copy)
 {
     return Guarded([&] {
+        const DefaultArithmetic arithmetic;
         const bool busy = filter_.State() != State_Stopped || filter_.ExposedPin().IsConnected();
         const int32_t result =
             filter_.source.SetDicomDS(reinterpret_cast<DicomDataSet*>(dataSet), copy != VARIANT_FALSE, busy);
@@ -128,8 +126,7 @@ STDMETHODIMP ReaderAutomation::get_IsMPEG2Stream(VARIANT_BOOL* out)
 
 STDMETHODIMP ReaderAutomation::ResetToDefaults()
 {
-    const std::lock_guard guard(filter_.seekingLock);
-    PutSettings(&filter_.timeline, ReaderSettings{});
+    filter_.ChangeTimeline([&](FrameTimeline* timeline) { PutSettings(timeline, ReaderSettings{}); });
     return S_OK;
 }
 }  // namespace talv

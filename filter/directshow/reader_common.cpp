@@ -4,6 +4,7 @@
 
 #include "filter/directshow/reader_filter.h"
 #include "filter/directshow/server_ids.h"
+#include "filter/directshow/short_name.h"
 #include "filter/directshow/task_text.h"
 
 namespace talv {
@@ -12,7 +13,8 @@ constexpr DWORD kStateTimeout = 1000;  // ms
 
 bool NarrowName(BSTR fileName, std::string* narrow)
 {
-    return NarrowFromWide({reinterpret_cast<const char16_t*>(fileName), SysStringLen(fileName)}, narrow);
+    const std::wstring name = NameForNarrowCalls(fileName);
+    return NarrowFromWide({reinterpret_cast<const char16_t*>(name.data()), name.size()}, narrow);
 }
 }  // namespace
 
@@ -62,8 +64,7 @@ STDMETHODIMP ReaderCommon::ImportSettings(BSTR fileName)
         std::string narrow;
         if (!NarrowName(fileName, &narrow)) return E_FAIL;
         const ReaderSettings settings = talv::ImportSettings(narrow.c_str());
-        const std::lock_guard guard(filter_.seekingLock);
-        PutSettings(&filter_.timeline, settings);
+        filter_.ChangeTimeline([&](FrameTimeline* timeline) { PutSettings(timeline, settings); });
         return S_OK;
     });
 }
@@ -72,8 +73,7 @@ STDMETHODIMP ReaderCommon::LoadSettings()
 {
     return Guarded([&] {
         const ReaderSettings settings = ReadSettings();
-        const std::lock_guard guard(filter_.seekingLock);
-        AdoptStoredSettings(&filter_.timeline, settings);
+        filter_.ChangeTimeline([&](FrameTimeline* timeline) { AdoptStoredSettings(timeline, settings); });
         return S_OK;
     });
 }
@@ -87,8 +87,7 @@ STDMETHODIMP ReaderCommon::LoadFromMemory(unsigned char* buffer)
 {
     if (buffer == nullptr || IsBadReadPtr(buffer, kSettingsBlockSize)) return E_POINTER;
     const ReaderSettings settings = SettingsFromBlock(buffer);
-    const std::lock_guard guard(filter_.seekingLock);
-    PutSettings(&filter_.timeline, settings);
+    filter_.ChangeTimeline([&](FrameTimeline* timeline) { PutSettings(timeline, settings); });
     return S_OK;
 }
 

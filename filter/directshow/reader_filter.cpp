@@ -1,9 +1,8 @@
 #include "filter/directshow/reader_filter.h"
 
-#include <mutex>
-
 #include "filter/directshow/enumerator.h"
 #include "filter/directshow/server_ids.h"
+#include "filter/directshow/short_name.h"
 #include "filter/directshow/task_text.h"
 
 namespace talv {
@@ -197,8 +196,11 @@ STDMETHODIMP DicomReaderFilter::QueryVendorInfo(LPWSTR* out)
 STDMETHODIMP DicomReaderFilter::Load(LPCOLESTR fileName, const AM_MEDIA_TYPE*)
 {
     return Guarded([&] {
+        const DefaultArithmetic arithmetic;
+        const std::wstring name = fileName != nullptr ? NameForNarrowCalls(fileName) : std::wstring();
+        const auto* characters = reinterpret_cast<const char16_t*>(name.c_str());
         const int32_t result =
-            source.Load(reinterpret_cast<const char16_t*>(fileName), ExposedPin().IsConnected());
+            source.Load(fileName != nullptr ? characters : nullptr, ExposedPin().IsConnected());
         streamPin_.Rewind();
         return result == kLoadOk ? S_OK : S_FALSE;
     });

@@ -3,9 +3,11 @@
 #include <dshow.h>
 
 #include <atomic>
+#include <mutex>
 
 #include "filter/directshow/com_object.h"
 #include "filter/directshow/com_pointer.h"
+#include "filter/directshow/default_arithmetic.h"
 #include "filter/directshow/dicom_output_pin.h"
 #include "filter/directshow/reader_automation.h"
 #include "filter/directshow/reader_common.h"
@@ -44,6 +46,14 @@ class DicomReaderFilter final : public ComObject,
     void NotifyGraph(long event, LONG_PTR first, LONG_PTR second);
     /// Writes the settings key. 0 or the system's error code.
     int32_t CommitSettings();
+    /// Runs `change` on the timeline under the seeking lock and answers what it answers.
+    template <class Change>
+    auto ChangeTimeline(Change&& change)
+    {
+        const DefaultArithmetic arithmetic;
+        const std::lock_guard guard(seekingLock);
+        return change(&timeline);
+    }
 
     // IPersist, IMediaFilter, IBaseFilter
     STDMETHODIMP GetClassID(CLSID* out) override;

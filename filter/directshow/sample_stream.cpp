@@ -36,11 +36,10 @@ HRESULT DicomOutputPin::Activate()
     if (FAILED(committed)) return committed;
     const std::lock_guard guard(workerLock_);
     if (worker_.Exists()) return S_OK;
-    {
-        const std::lock_guard seeking(filter_.seekingLock);
-        StartWorker(&filter_.timeline);
+    filter_.ChangeTimeline([&](FrameTimeline* timeline) {
+        StartWorker(timeline);
         filter_.source.RecomputeFrameTime();
-    }
+    });
     if (!worker_.Start(&DicomOutputPin::RunWorker, this)) {
         allocator_->Decommit();
         return E_OUTOFMEMORY;
@@ -106,48 +105,44 @@ void DicomOutputPin::ObeyCommands()
         switch (worker_.Wait()) {
             case WorkerCommand::exit:
                 return;
-            case WorkerCommand::pause:
-                Guarded([&] {
-                    ProduceSamples();
-                    return S_OK;
-                });
+            case WorkerCommand::pause: {
+                const HRESULT hr = Guarded([&] { return ProduceSamples(); });
+                if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
                 break;
+            }
             default:
                 break;  // idle until told otherwise
         }
     }
 }
 
-void DicomOutputPin::ProduceSamples()
+// Until a command comes, the stream ends or downstream wants no more. An error ends the stream too.
+HRESULT DicomOutputPin::ProduceSamples()
 {
-    const ComPointer<IPin> peer = Peer();
     while (!worker_.Pending()) {
         ComPointer<IMediaSample> sample;
         if (FAILED(allocator_->GetBuffer(sample.Out(), nullptr, nullptr, 0)) || !sample) {
             worker_.Pending(1);  // flushing or decommitted: a command is on its way
             continue;
         }
-        HRESULT hr = TakeFormatChange(sample.Get());
-        if (SUCCEEDED(hr)) hr = FillSample(sample.Get());
+        HRESULT hr = Guarded([&] {
+            const HRESULT changed = TakeFormatChange(sample.Get());
+            return SUCCEEDED(changed) ? FillSample(sample.Get()) : changed;
+        });
         if (hr == E_ABORT) continue;  // a command came while the frame was decoded
         if (hr != S_OK) {
             sample.Reset();
-            EndStream(peer.Get());
-            if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
-            return;
+            if (const ComPointer<IPin> peer = Peer()) peer->EndOfStream();
+            return hr;
         }
         // A graph may start this filter before the ones downstream (Wine's does). The sample then waits until
         // they are ready; a worker that ended here would leave the graph without a picture and without an
         // end.
         hr = input_->Receive(sample.Get());
         while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input_->Receive(sample.Get());
-        if (hr != S_OK) return;
+        if (hr != S_OK) return S_OK;
     }
-}
-
-void DicomOutputPin::EndStream(IPin* peer)
-{
-    if (peer != nullptr) peer->EndOfStream();
+    return S_OK;
 }
 
 // Downstream may hand over a sample with another type of the same picture.
@@ -165,6 +160,7 @@ HRESULT DicomOutputPin::TakeFormatChange(IMediaSample* sample)
 HRESULT DicomOutputPin::FillSample(IMediaSample* sample)
 {
     if (filter_.source.isMpeg2Stream) return S_OK;
+    const DefaultArithmetic arithmetic;  // downstream may have left this thread changed
     SamplePlan plan;
     bool committed = false;
     do {

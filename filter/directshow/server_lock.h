@@ -34,6 +34,11 @@ class Lock
   public:
     void lock() noexcept { AcquireSRWLockExclusive(&lock_); }
     void unlock() noexcept { ReleaseSRWLockExclusive(&lock_); }
+    /// Held by the caller: gives it up, waits for `changed` or the timeout (ms), and takes it again.
+    void Wait(CONDITION_VARIABLE* changed, DWORD timeout) noexcept
+    {
+        SleepConditionVariableSRW(changed, &lock_, timeout, 0);
+    }
 
   private:
     SRWLOCK lock_ = SRWLOCK_INIT;

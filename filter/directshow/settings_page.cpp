@@ -25,7 +25,7 @@ std::wstring TextOf(HWND control)
 }  // namespace
 
 SettingsPage::SettingsPage(IUnknown* outer)
-    : PropertyPage(outer, IDD_SETTINGS_PAGE, IDS_PAGE_TITLE, kHelpTopic)
+    : PropertyPage(outer, IDD_SETTINGS_PAGE, IDS_PAGE_TITLE, IDS_PAGE_NAME, kHelpTopic)
 {
     const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_UPDOWN_CLASS | ICC_WIN95_CLASSES};
     InitCommonControlsEx(&controls);
@@ -67,6 +67,16 @@ void SettingsPage::FillControls()
     CheckDlgButton(dialog_, IDC_FRAME_DROPPING, dropping != VARIANT_FALSE ? BST_CHECKED : BST_UNCHECKED);
     nameChanged_ = false;
     EnableControls();
+    ShowStatus(S_OK);
+}
+
+// `loaded`: what came of the last attempt to load.
+void SettingsPage::ShowStatus(HRESULT loaded)
+{
+    const UINT id = !AllowsLoading() ? IDS_STATUS_CONNECTED : loaded != S_OK ? IDS_STATUS_NOT_LOADED : 0;
+    wchar_t text[128] = {};
+    if (id != 0) LoadStringW(serverModule, id, text, 128);
+    SetWindowTextW(Control(IDC_STATUS), text);
 }
 
 void SettingsPage::FillFrameTime()
@@ -149,11 +159,12 @@ void SettingsPage::Browse()
 HRESULT SettingsPage::ApplyControls()
 {
     if (!reader_) return E_UNEXPECTED;
+    HRESULT loaded = S_OK;
     if (nameChanged_ && AllowsLoading()) {
         const std::wstring name = TextOf(Control(IDC_FILE_NAME));
         const BSTR text = SysAllocStringLen(name.data(), static_cast<UINT>(name.size()));
         if (text == nullptr) return E_OUTOFMEMORY;
-        reader_->put_InputFileName(text);
+        loaded = reader_->put_InputFileName(text);
         SysFreeString(text);
         nameChanged_ = false;
     }
@@ -165,6 +176,7 @@ HRESULT SettingsPage::ApplyControls()
     reader_->put_FrameDropping(checked(IDC_FRAME_DROPPING));
     FillFrameTime();
     EnableControls();
+    ShowStatus(loaded);
     return S_OK;
 }
 

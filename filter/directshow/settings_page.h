@@ -17,6 +17,7 @@ class SettingsPage final : public PropertyPage
     void OnCommand(WORD control, WORD event) override;
 
     void FillFrameTime();
+    void ShowStatus(HRESULT loaded);
     void EnableControls();
     void AddToolTips();
     void Browse();

@@ -12,14 +12,7 @@ constexpr int64_t kUnitsPerByte =
 const GUID* const kOfferedSubtypes[] = {&MEDIASUBTYPE_MPEG2_VIDEO, &GUID_NULL};
 }  // namespace
 
-StreamOutputPin::StreamOutputPin(DicomReaderFilter& filter)
-    : OutputPin(filter, L"MPEG-2 Output"), changed_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
-{}
-
-StreamOutputPin::~StreamOutputPin()
-{
-    if (changed_ != nullptr) CloseHandle(changed_);
-}
+StreamOutputPin::StreamOutputPin(DicomReaderFilter& filter) : OutputPin(filter, L"MPEG-2 Output") {}
 
 IUnknown* StreamOutputPin::FindPinInterface(REFIID iid)
 {
@@ -89,6 +82,7 @@ HRESULT StreamOutputPin::ReadInto(IMediaSample* sample)
     BYTE* buffer = nullptr;
     hr = sample->GetPointer(&buffer);
     if (FAILED(hr)) return hr;
+    if (buffer == nullptr) return E_POINTER;
     const int64_t position = start / kUnitsPerByte;
     const int64_t wanted = std::min<int64_t>((stop - start) / kUnitsPerByte, sample->GetSize());
     const int64_t read = filter_.source.streamReader.ReadAt(position, buffer, wanted);
@@ -112,7 +106,7 @@ STDMETHODIMP StreamOutputPin::Request(IMediaSample* sample, DWORD_PTR user)
             const std::lock_guard guard(requestLock_);
             filled_.push_back({ComPointer<IMediaSample>(sample), user, result});
         }
-        SetEvent(changed_);
+        WakeAllConditionVariable(&changed_);
         return S_OK;
     });
 }
@@ -123,23 +117,18 @@ STDMETHODIMP StreamOutputPin::WaitForNext(DWORD timeout, IMediaSample** sample, 
     *sample = nullptr;
     *user = 0;
     const DWORD began = GetTickCount();
-    for (;;) {
-        {
-            const std::lock_guard guard(requestLock_);
-            if (!filled_.empty()) {
-                Filled next = std::move(filled_.front());
-                filled_.pop_front();
-                *sample = next.sample.Detach();
-                *user = next.user;
-                if (!filled_.empty()) SetEvent(changed_);
-                return next.result;
-            }
-            if (flushing_) return VFW_E_WRONG_STATE;
-        }
+    const std::lock_guard guard(requestLock_);
+    while (filled_.empty()) {
+        if (flushing_) return VFW_E_WRONG_STATE;
         const DWORD waited = GetTickCount() - began;
         if (timeout != INFINITE && waited >= timeout) return VFW_E_TIMEOUT;
-        WaitForSingleObject(changed_, timeout == INFINITE ? INFINITE : timeout - waited);
+        requestLock_.Wait(&changed_, timeout == INFINITE ? INFINITE : timeout - waited);
     }
+    Filled next = std::move(filled_.front());
+    filled_.pop_front();
+    *sample = next.sample.Detach();
+    *user = next.user;
+    return next.result;
 }
 
 STDMETHODIMP StreamOutputPin::SyncReadAligned(IMediaSample* sample)
@@ -171,7 +160,7 @@ STDMETHODIMP StreamOutputPin::BeginFlush()
         const std::lock_guard guard(requestLock_);
         flushing_ = true;
     }
-    SetEvent(changed_);
+    WakeAllConditionVariable(&changed_);
     return S_OK;
 }
 

@@ -12,7 +12,6 @@ class StreamOutputPin final : public OutputPin, public IAsyncReader
 {
   public:
     explicit StreamOutputPin(DicomReaderFilter& filter);
-    ~StreamOutputPin() override;
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override
     {
         return OutputPin::QueryInterface(iid, out);
@@ -50,6 +49,6 @@ class StreamOutputPin final : public OutputPin, public IAsyncReader
     Lock requestLock_;           ///< guards filled_ and flushing_; a leaf
     std::deque<Filled> filled_;  ///< requests waiting for WaitForNext, oldest first
     bool flushing_ = false;
-    HANDLE changed_;  ///< auto reset: a request was filled or a flush began
+    CONDITION_VARIABLE changed_ = CONDITION_VARIABLE_INIT;  ///< a request was filled or a flush began
 };
 }  // namespace talv

@@ -3,6 +3,11 @@
 #include <objbase.h>
 
 namespace talv {
+namespace {
+// Downstream's filters run on this stack too, and the host's own choice may be a small one.
+constexpr SIZE_T kStackSize = 1 << 20;
+}  // namespace
+
 WorkerThread::WorkerThread()
     : posted_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       taken_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
@@ -17,6 +22,7 @@ WorkerThread::~WorkerThread()
 
 bool WorkerThread::Start(Body body, void* context)
 {
+    if (leaving_ && !IsCurrent()) WaitForEnd();
     if (thread_ != nullptr || posted_ == nullptr || taken_ == nullptr) return false;
     // A command left from an earlier worker must not be the first one that this worker takes.
     command_ = static_cast<LONG>(WorkerCommand::none);
@@ -24,7 +30,8 @@ bool WorkerThread::Start(Body body, void* context)
     ResetEvent(taken_);
     body_ = body;
     context_ = context;
-    thread_ = CreateThread(nullptr, 0, &WorkerThread::Run, this, 0, &threadId_);
+    thread_ = CreateThread(nullptr, kStackSize, &WorkerThread::Run, this, STACK_SIZE_PARAM_IS_A_RESERVATION,
+                           &threadId_);
     return thread_ != nullptr;
 }
 
@@ -39,11 +46,16 @@ DWORD WINAPI WorkerThread::Run(void* self)
     return 0;
 }
 
-void WorkerThread::Send(WorkerCommand command)
+void WorkerThread::Post(WorkerCommand command)
 {
-    if (thread_ == nullptr) return;
     InterlockedExchange(&command_, static_cast<LONG>(command));
     SetEvent(posted_);
+}
+
+void WorkerThread::Send(WorkerCommand command)
+{
+    if (!Exists()) return;
+    Post(command);
     const HANDLE either[] = {taken_, thread_};
     WaitForMultipleObjects(2, either, FALSE, INFINITE);
 }
@@ -51,11 +63,22 @@ void WorkerThread::Send(WorkerCommand command)
 void WorkerThread::Join()
 {
     if (thread_ == nullptr) return;
-    Send(WorkerCommand::exit);
+    if (IsCurrent()) {
+        leaving_ = true;
+        Post(WorkerCommand::exit);
+        return;
+    }
+    if (!leaving_) Send(WorkerCommand::exit);
+    WaitForEnd();
+}
+
+void WorkerThread::WaitForEnd()
+{
     WaitForSingleObject(thread_, INFINITE);
     CloseHandle(thread_);
     thread_ = nullptr;
     threadId_ = 0;
+    leaving_ = false;
 }
 
 WorkerCommand WorkerThread::Wait()

@@ -27,13 +27,15 @@ class WorkerThread
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;
 
-    /// False when the system gives no thread or no event.
+    /// False when the system gives no thread or no event, and on the thread of a worker that has not ended.
     bool Start(Body body, void* context);
-    bool Exists() const { return thread_ != nullptr; }
+    /// True from Start to Join.
+    bool Exists() const { return thread_ != nullptr && !leaving_; }
     bool IsCurrent() const { return thread_ != nullptr && GetCurrentThreadId() == threadId_; }
     /// Posts `command` and waits until it is taken; nothing happens when there is no thread.
     void Send(WorkerCommand command);
-    /// Sends exit and waits for the end of the thread.
+    /// Sends exit and waits for the end of the thread. The worker itself, called from downstream, cannot
+    /// wait: it ends when it gets back here, and the next Start or the destructor waits for that.
     void Join();
 
     /// Worker: waits for a command and takes it.
@@ -43,11 +45,14 @@ class WorkerThread
 
   private:
     static DWORD WINAPI Run(void* self);
+    void Post(WorkerCommand command);
+    void WaitForEnd();
 
     HANDLE thread_ = nullptr;
     DWORD threadId_ = 0;
-    HANDLE posted_;  ///< manual reset: a command is in the slot
-    HANDLE taken_;   ///< auto reset: the worker has taken it
+    bool leaving_ = false;  ///< told to exit by itself
+    HANDLE posted_;         ///< manual reset: a command is in the slot
+    HANDLE taken_;          ///< auto reset: the worker has taken it
     volatile LONG command_ = 0;
     Body body_ = nullptr;
     void* context_ = nullptr;

@@ -36,15 +36,48 @@ TEST_P(EveryLevel, InverseTransformEqualsThePlainOne)
             blocks[i] =
                 static_cast<int16_t>(static_cast<int>(random() % static_cast<unsigned>(range)) - range / 2);
         }
-        uint8_t expected[2][64], actual[2][64];
-        plain.inverse8(blocks, expected[0], 8, expected[1], 8, low);
-        kernels.inverse8(blocks, actual[0], 8, actual[1], 8, low);
-        ASSERT_TRUE(std::equal(&expected[0][0], &expected[0][0] + 128, &actual[0][0])) << "round " << round;
-        uint16_t expected12[2][64], actual12[2][64];
-        plain.inverse12(blocks, expected12[0], 8, expected12[1], 8, low);
-        kernels.inverse12(blocks, actual12[0], 8, actual12[1], 8, low);
-        ASSERT_TRUE(std::equal(&expected12[0][0], &expected12[0][0] + 128, &actual12[0][0]))
-            << "round " << round;
+        uint16_t quant[2][64];
+        for (int i = 0; i < 128; ++i)
+            quant[i / 64][i % 64] = static_cast<uint16_t>(round % 2 == 0   ? 1
+                                                          : round % 7 == 1 ? random()
+                                                                           : random() % 64);
+        const auto compare = [&](auto sample, auto kernel) {
+            using Sample = decltype(sample);
+            Sample expected[2][64], actual[2][64];
+            const auto run = [&](const JpegKernels& k, Sample(*out)[64]) {
+                const InverseTask<Sample> tasks[2] = {{blocks, quant[0], out[0], 8},
+                                                      {blocks + 64, quant[1], out[1], 8}};
+                (k.*kernel)(tasks, low);
+            };
+            run(plain, expected);
+            run(kernels, actual);
+            return std::equal(&expected[0][0], &expected[0][0] + 128, &actual[0][0]);
+        };
+        ASSERT_TRUE(compare(uint8_t{}, &JpegKernels::inverse8)) << "round " << round;
+        ASSERT_TRUE(compare(uint16_t{}, &JpegKernels::inverse12)) << "round " << round;
+    }
+}
+
+TEST_P(EveryLevel, PredictorsEqualThePlainOnesAtEveryWidth)
+{
+    for (int width = 1; width < 90; ++width) {
+        std::vector<uint16_t> differences(static_cast<size_t>(width)), above(static_cast<size_t>(width) + 1);
+        for (uint16_t& d : differences) d = static_cast<uint16_t>(random());
+        for (uint16_t& a : above) a = static_cast<uint16_t>(random());
+        std::vector<uint16_t> turns(static_cast<size_t>(width) * 3), apart(turns.size()), plainApart(turns);
+        for (uint16_t& t : turns) t = static_cast<uint16_t>(random());
+        plain.splitThree(turns.data(), &plainApart[0], &plainApart[static_cast<size_t>(width)],
+                         &plainApart[static_cast<size_t>(width) * 2], width);
+        kernels.splitThree(turns.data(), &apart[0], &apart[static_cast<size_t>(width)],
+                           &apart[static_cast<size_t>(width) * 2], width);
+        ASSERT_EQ(plainApart, apart) << width;
+        for (int predictor = 1; predictor <= 7; ++predictor) {
+            std::vector<uint16_t> expected(static_cast<size_t>(width) + 9, static_cast<uint16_t>(random()));
+            std::vector<uint16_t> actual(expected);
+            plain.predict[predictor](differences.data(), expected.data() + 1, above.data() + 1, width);
+            kernels.predict[predictor](differences.data(), actual.data() + 1, above.data() + 1, width);
+            ASSERT_EQ(expected, actual) << "predictor " << predictor << ", width " << width;
+        }
     }
 }
 

@@ -1,15 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstring>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <string>
 
 #include "codecs/jpeg/huffman_table.h"
 #include "codecs/jpeg/jpeg_decoder.h"
+#include "codecs/jpeg/load_buffer.h"
 #include "tests/codecs/jpeg_fixture.h"
+#include "tests/support/failing_memory.h"
 
 namespace talv {
 namespace {
@@ -31,12 +29,6 @@ ByteVector Edit(ByteVector stream, int marker, ptrdiff_t offset, std::initialize
     std::copy(bytes.begin(), bytes.end(),
               stream.begin() + static_cast<ptrdiff_t>(FindSegment(stream, marker)) + offset);
     return stream;
-}
-
-ByteVector SampleStream(const char* name)
-{
-    std::ifstream file(std::string(TALV_TEST_DATA) + "/samples/codec/" + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 TEST(JpegHeader, RefusalsByField)
@@ -136,15 +128,36 @@ TEST(JpegHeader, BytesAheadOfTheStartOfImageAreSkippedWithinTheRange)
     EXPECT_EQ(DecodeStream(stream, {33, 21, 8}).status, kCodecUnsupported);
 }
 
-TEST(JpegHeader, NumberOfLinesComesFromTheSegmentBehindTheScan)
+TEST(JpegHeader, NumberOfLinesComesOnceAndOnlyWhereTheFrameLeavesItOpen)
 {
     const ByteVector grey = GreyStream();
-    ByteVector stream = Edit(grey, 0xC0, 1, {0, 0});
-    const uint8_t lines[6] = {0xFF, 0xDC, 0, 4, 0, 21};
-    stream.insert(stream.end() - 2, lines, lines + 6);
-    EXPECT_EQ(DecodeStream(stream, {33, 21, 8}).rows, DecodeStream(grey, {33, 21, 8}).rows);
-    stream[stream.size() - 5] = 1;
-    EXPECT_EQ(DecodeStream(stream, {33, 21, 8}).status, kCodecBadSegmentLength);
+    const ByteVector open = Edit(grey, 0xC0, 1, {0, 0});
+    const auto with = [](ByteVector stream, std::initializer_list<uint8_t> segments) {
+        stream.insert(stream.end() - 2, segments);
+        return DecodeStream(stream, {33, 21, 8});
+    };
+    const Decoded whole = DecodeStream(grey, {33, 21, 8});
+    EXPECT_EQ(with(open, {0xFF, 0xDC, 0, 4, 0, 21}).rows, whole.rows);
+    EXPECT_EQ(with(open, {0xFF, 0xFE, 0, 3, 0x55, 0xFF, 0xDC, 0, 4, 0, 21}).rows, whole.rows);
+    EXPECT_EQ(with(open, {0xFF, 0xDC, 0, 4, 0, 21, 0xFF, 0xDC, 0, 4, 0, 99}).rows, whole.rows);
+    EXPECT_EQ(with(grey, {0xFF, 0xDC, 0, 4, 0, 7}).rows, whole.rows);
+    EXPECT_EQ(with(open, {0xFF, 0xDC, 0, 4, 0, 0}).status, kCodecUnsupported);
+    EXPECT_EQ(with(open, {0xFF, 0xDC, 0, 1, 0, 21}).status, kCodecBadSegmentLength);
+    EXPECT_EQ(with(open, {0xFF, 0xDC, 0, 9, 0, 21}).status, kCodecUnsupported);
+    // More lines than there is room or data for: the first ones are delivered.
+    const Decoded taller = with(open, {0xFF, 0xDC, 0, 4, 0xFF, 0xFF});
+    ASSERT_EQ(taller.status, kCodecOk);
+    EXPECT_TRUE(taller.guardsHold);
+    for (int x = 0; x < 33; ++x) EXPECT_EQ(taller.At(x, 12), whole.At(x, 12));
+}
+
+TEST(JpegHeader, SecondFrameHeaderIsRefused)
+{
+    ByteVector stream = GreyStream();
+    const auto frame = static_cast<ptrdiff_t>(FindSegment(stream, 0xC0)) - 4;
+    const ByteVector again(stream.begin() + frame, stream.begin() + frame + 13);
+    stream.insert(stream.begin() + frame, again.begin(), again.end());
+    EXPECT_EQ(DecodeStream(stream, {33, 21, 8}).status, kCodecUnsupported);
 }
 
 TEST(JpegHeader, PrecisionsThatAreWorkedAtAnotherDepth)
@@ -205,6 +218,13 @@ std::vector<std::pair<ByteVector, uint32_t>> Streams()
             {Encode(colour, {.colourMode = 12, .restart = 5, .options = kSaveLossless}), 24}};
 }
 
+int32_t DecodeInto(const ByteVector& stream, uint32_t bits)
+{
+    static uint8_t rows[33 * 21 * 4 + 21 * 4];
+    return fltLoadBufferCMP(stream.data(), static_cast<uint32_t>(stream.size()), rows, 0, 33, 21, bits,
+                            nullptr, 0);
+}
+
 TEST(JpegHostile, StreamsCutAfterEveryByte)
 {
     for (const auto& [stream, bits] : Streams()) {
@@ -256,11 +276,9 @@ TEST(JpegHostile, ScansWithoutEndStopAtTheWorkBudget)
             w.Bytes({0xFF, 0xDA, 0, 8, 1, 1, 0, k, k,
                      static_cast<uint8_t>(low == 13 ? 13 : (low + 1) << 4 | low)})
                 .Fill(4, 0);
-    const auto start = std::chrono::steady_clock::now();
     const Decoded decoded = DecodeStream(w.Content(), {2000, 2000, 8});
     EXPECT_EQ(decoded.status, kCodecOk);
     EXPECT_TRUE(decoded.guardsHold);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     EXPECT_EQ(decoded.At(1000, 1000), 128);
 }
 
@@ -272,25 +290,101 @@ TEST(JpegHostile, HugeDimensionsInFewBytes)
     EXPECT_EQ(DecodeStream(stream, {33, 21, 8}).status, kCodecTooNarrow);
 }
 
-TEST(JpegHostile, MissingAndRepeatedRestartMarkers)
+/// Restart marker D2 gone, and D1 a second time in front of it.
+std::vector<ByteVector> DamageThirdRestart(const ByteVector& stream)
 {
-    Source source = Source(128, 64, 8).Waves(1);
-    const ByteVector stream = Encode(source, {.quality = 90, .restart = 16});
-    const Decoded whole = DecodeStream(stream, {128, 64, 8});
     size_t third = 0;
-    for (size_t at = FindSegment(stream, 0xDA); at + 1 < stream.size(); ++at)
+    for (size_t at = FindSegment(stream, 0xDA); at + 1 < stream.size() && third == 0; ++at)
         if (stream[at] == 0xFF && stream[at + 1] == 0xD2) third = at;
-    ASSERT_NE(third, 0u);
     ByteVector missing = stream;
     missing.erase(missing.begin() + static_cast<ptrdiff_t>(third),
                   missing.begin() + static_cast<ptrdiff_t>(third) + 2);
     ByteVector repeated = stream;
     repeated.insert(repeated.begin() + static_cast<ptrdiff_t>(third), {0xFF, 0xD1});
-    for (const ByteVector& damaged : {missing, repeated}) {
+    return {missing, repeated};
+}
+
+TEST(JpegHostile, MissingAndRepeatedRestartMarkers)
+{
+    Source source = Source(128, 64, 8).Waves(1);
+    const ByteVector stream = Encode(source, {.quality = 90, .restart = 16});
+    const Decoded whole = DecodeStream(stream, {128, 64, 8});
+    for (const ByteVector& damaged : DamageThirdRestart(stream)) {
         const Decoded decoded = DecodeStream(damaged, {128, 64, 8});
         ASSERT_EQ(decoded.status, kCodecOk);
         for (int y : {0, 15, 40, 63})  // before and after the damage
             for (int x = 0; x < 128; ++x) ASSERT_EQ(decoded.At(x, y), whole.At(x, y)) << y;
+    }
+}
+
+TEST(JpegWhole, SameBytesAtEveryLevelAndOnAnyNumberOfThreads)
+{
+    struct Case
+    {
+        ByteVector stream;
+        int width, height;
+        uint32_t bits;
+    };
+    std::vector<Case> cases;
+    for (const auto& [stream, bits] : Streams()) cases.push_back({stream, 33, 21, bits});
+    const Source colour = Source(333, 201, 24).Waves(3);
+    for (uint32_t restart : {1u, 7u, 21u, 42u, 500u}) {
+        const ByteVector stream = Encode(colour, {restart % 2 == 0 ? 4u : 1u, 80, restart});
+        cases.push_back({stream, 333, 201, 24});
+        cases.push_back(
+            {ByteVector(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(stream.size() / 2)), 333, 201,
+             24});
+        if (restart < 500)
+            for (const ByteVector& damaged : DamageThirdRestart(stream))
+                cases.push_back({damaged, 333, 201, 24});
+    }
+    for (const Case& c : cases) {
+        const size_t stride = (static_cast<size_t>(c.width) * c.bits + 31) / 32 * 4;
+        const auto decode = [&](SimdLevel level, unsigned threads) {
+            ByteVector rows(stride * static_cast<size_t>(c.height), 0x5A);
+            LoadRequest request{c.stream.data(),
+                                static_cast<uint32_t>(c.stream.size()),
+                                rows.data(),
+                                0,
+                                c.width,
+                                c.height,
+                                c.bits,
+                                nullptr,
+                                0};
+            request.level = level;
+            request.threads = threads;
+            EXPECT_EQ(LoadBuffer(request), kCodecOk);
+            return rows;
+        };
+        const ByteVector expected = decode(SimdLevel::plain, 1);
+        for (SimdLevel level : {SimdLevel::plain, SimdLevel::sse2, SimdLevel::avx2}) {
+            if (level > DetectedSimdLevel()) continue;
+            for (unsigned threads : {1u, 2u, 5u})
+                ASSERT_EQ(decode(level, threads), expected)
+                    << "case " << &c - cases.data() << " level " << static_cast<int>(level) << " threads "
+                    << threads;
+        }
+    }
+}
+
+TEST(JpegWhole, EveryAllocationMayFail)
+{
+    for (const auto& [stream, bits] : Streams()) {
+        EXPECT_GT(FailEveryAllocation(kCodecNoMemory, [&] { return DecodeInto(stream, bits); }), 0);
+    }
+    const Source source = Source(33, 21, 24).Waves(3);
+    ByteVector room(100000);
+    for (const EncodeArguments& a : {EncodeArguments{4, 90}, EncodeArguments{.options = kSaveLossless},
+                                     EncodeArguments{.colourMode = 3, .restart = 2, .kind = 5}}) {
+        EXPECT_GT(FailEveryAllocation(kCodecNoMemory,
+                                      [&] {
+                                          auto size = static_cast<uint32_t>(room.size());
+                                          return fltSaveBufferCMP(
+                                              source.rows.data(), &source.header, room.data(), &size, 0,
+                                              a.options, a.kind,
+                                              a.quality | a.colourMode << 8 | a.restart << 16, nullptr);
+                                      }),
+                  0);
     }
 }
 
@@ -318,15 +412,5 @@ TEST(CmpHeader, RefusalsAndBlocksBeforeThePayload)
     EXPECT_EQ(DecodeStream(blocks, {33, 21, 24}).status, kCodecUnsupported);
 }
 
-TEST(JpegSamples, ConformanceStreamsDecode)
-{
-    const ByteVector baseline = SampleStream("t83-p1-a1.jpg");
-    const ByteVector extended = SampleStream("t83-p2-c1.jpg");
-    ASSERT_FALSE(baseline.empty());
-    // Both processes code the same coefficients.
-    EXPECT_EQ(DecodeStream(baseline, {255, 257, 32}).rows, DecodeStream(extended, {255, 257, 32}).rows);
-    EXPECT_EQ(DecodeStream(SampleStream("t83-p4-e1.jpg"), {255, 257, 32}).status, kCodecOk);
-    EXPECT_EQ(DecodeStream(SampleStream("t83-p14-o1.jpg"), {255, 257, 32}).status, kCodecOk);
-}
 }  // namespace
 }  // namespace talv

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <numeric>
 #include <random>
@@ -65,22 +64,16 @@ Tags MakeTags(Order order, size_t count)
     return tags;
 }
 
-// Linear work grows tenfold, that of a walk for each element a hundredfold.
-TEST(LoadDataSet, ALevelOfAMillionElementsInAnyOrderTakesNearLinearTime)
+// A walk of the level for each element would be 5e11 steps an order: it would not end within the test's
+// time-out.
+TEST(LoadDataSet, ALevelOfAMillionElementsInAnyOrderIsSorted)
 {
     for (const Order order : {Order::ascending, Order::descending, Order::shuffled, Order::items}) {
-        std::clock_t taken[2] = {};
-        for (const int large : {0, 1}) {
-            Tags tags = MakeTags(order, large != 0 ? 1000000 : 100000);
-            const ByteVector bytes = EmptyElements(tags);
-            const std::clock_t start = std::clock();
-            LoadedBytes loaded(bytes, kImplicitLittle);
-            taken[large] = std::clock() - start;
-            ASSERT_EQ(loaded.status, kDicomOk);
-            std::sort(tags.begin(), tags.end());
-            ASSERT_EQ(TagsOf(loaded.dataSet.tree.first), tags);
-        }
-        EXPECT_LT(taken[1], 50 * taken[0] + CLOCKS_PER_SEC / 10) << static_cast<int>(order);
+        Tags tags = MakeTags(order, 1000000);
+        LoadedBytes loaded(EmptyElements(tags), kImplicitLittle);
+        ASSERT_EQ(loaded.status, kDicomOk);
+        std::sort(tags.begin(), tags.end());
+        ASSERT_EQ(TagsOf(loaded.dataSet.tree.first), tags);
     }
 }
 
@@ -190,7 +183,7 @@ class FailingOnceStream : public DicomStream
 TEST(LoadDataSet, AFailedReadGivesTheWholeTreeOrNone)
 {
     DicomBuilder builder = PreambleFile().ExplicitLittle();
-    for (uint32_t i = 0; i < 40; ++i) builder.Un(0x00090010 + i, ByteVector(3000, 1)).Us(0x000A0001 + i, 7);
+    for (uint32_t i = 0; i < 40; ++i) builder.Un(0x00090010 + i, ByteVector(17000, 1)).Us(0x000A0001 + i, 7);
     const ByteVector bytes = builder.Bytes();
     for (const uint16_t flags : {uint16_t{0}, uint16_t{kModeValuesCopied}}) {
         size_t whole = 0;

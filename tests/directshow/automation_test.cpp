@@ -1,3 +1,9 @@
+#include <filesystem>
+#include <fstream>
+#include <type_traits>
+
+#include "filter/frame_source.h"
+#include "platform/text.h"
 #include "tests/directshow/component_fixture.h"
 
 namespace talv {
@@ -123,6 +129,54 @@ TEST_F(Automation, SettingsAreClampedAndKeptInTheRegistryAsFourRawBytes)
     EXPECT_EQ(FrameTime(), 63);
 }
 
+TEST_F(Automation, SettingsAreWrittenWhenTheFilterEnds)
+{
+    const auto once = [](LONG put) {
+        LONG found = 0;
+        const auto reader = Query<ITVDicRd>(MakeFilter().Get(), IID_ITVDicRd);
+        reader->get_FrameTime(&found);
+        reader->put_FrameTime(put);
+        return found;
+    };
+    once(123);
+    EXPECT_EQ(once(5), 123);
+    EXPECT_EQ(once(40), 20);
+}
+
+// What others may have written there: values of other lengths are as good as none, the type does not matter.
+TEST_F(Automation, OddRegistryValuesAreReadAsFarAsTheyAreFourBytes)
+{
+    const std::vector<BYTE> bytes(1000, 0x01);  // four of them: far above the largest frame time
+    for (const DWORD size : {0u, 1u, 3u, 4u, 5u, 1000u})
+        for (const DWORD type : {REG_BINARY, REG_DWORD, REG_QWORD, REG_MULTI_SZ, REG_NONE}) {
+            for (const char* name : {"Frame Time", "Frame Control", "Frame Dropping"})
+                RegSetKeyValueA(HKEY_LOCAL_MACHINE, kSettingsKey, name, type, bytes.data(), size);
+            EXPECT_EQ(common_->LoadSettings(), S_OK);
+            // Text types are converted by the system between its narrow and wide forms; binary ones are not.
+            if (type == REG_MULTI_SZ) continue;
+            VARIANT_BOOL control = VARIANT_FALSE;
+            reader_->get_FrameControl(&control);
+            EXPECT_EQ(FrameTime(), size == 4 ? 1000 : 40) << size << " bytes of type " << type;
+            EXPECT_EQ(control, size == 4 ? VARIANT_TRUE : VARIANT_FALSE);
+        }
+}
+
+TEST_F(Automation, HugeLinesInSettingsFilesAreCut)
+{
+    const std::wstring ini = TemporaryName(L"talv-huge.ini");
+    const std::string nines(1 << 20, '9'), blanks(1 << 20, ' ');
+    std::ofstream(std::filesystem::path(ini), std::ios::binary)
+        << "[" << nines << "]\r\n"
+        << nines << "=" << nines << "\r\n[Talv DICOM Reader (2.0)]\r\nUserRepeatTime=" << nines
+        << "\r\nEnableFrameControl=" << blanks << "1\r\nEnableFrameDropping=1" << blanks << "\r\n";
+    EXPECT_EQ(common_->ImportSettings(Text(ini)), S_OK);
+    EXPECT_EQ(FrameTime(), 1000);
+    VARIANT_BOOL dropping = VARIANT_FALSE;
+    reader_->get_FrameDropping(&dropping);
+    EXPECT_EQ(dropping, VARIANT_TRUE);
+    DeleteFileW(ini.c_str());
+}
+
 TEST_F(Automation, SettingsTravelThroughFilesAndMemory)
 {
     const std::wstring ini = TemporaryName(L"talv-settings.ini");
@@ -159,6 +213,34 @@ TEST_F(Automation, NameLimitsDifferByOne)
     EXPECT_EQ(notices.Text(), "Talv DICOM Reader (2.0) Error: File name exceeds maximum lenght\n");
     EXPECT_EQ(reader_->put_InputFileName(Text(std::wstring(260, L'x'))), S_FALSE);
     EXPECT_NE(notices.Text().find("File name exceeds 260 character\n"), std::string::npos);
+}
+
+// A data set of this program, lent and copied. The pointer is looked at, not believed.
+TEST_F(Automation, ADataSetIsLentOrCopied)
+{
+    const TemporaryFile file = GreyClip(3).Save();
+    using Address = std::conditional_t<sizeof(void*) == 4, LONG, LONGLONG>;
+    const auto address = [](const void* pointer) { return reinterpret_cast<Address>(pointer); };
+    for (const VARIANT_BOOL copy : {VARIANT_FALSE, VARIANT_TRUE}) {
+        FrameTimeline timeline;
+        FrameSource owner(&timeline);
+        ASSERT_EQ(owner.Load(WideFromNarrow(file.Path()).c_str(), false), kLoadOk);
+        EXPECT_EQ(reader_->SetDicomDS(address(owner.dataSet), copy), S_OK);
+        Address held = 0;
+        EXPECT_EQ(reader_->get_DicomDS(&held), S_OK);
+        EXPECT_EQ(held == address(owner.dataSet), copy == VARIANT_FALSE);
+        LONG width = 0;
+        EXPECT_EQ(common_->get_OutWidth(0, &width), S_OK);
+        EXPECT_EQ(width, 4);
+        EXPECT_EQ(LoadPath(filter_.Get(), file.Path()), S_FALSE) << "a bound reader loads no file";
+        EXPECT_EQ(reader_->SetDicomDS(0, VARIANT_FALSE), S_OK);
+        EXPECT_EQ(LoadPath(filter_.Get(), file.Path()), S_OK);
+    }
+    const std::vector<uint64_t> stranger(1000, 0x4141414141414141);
+    EXPECT_EQ(reader_->SetDicomDS(address(stranger.data()), VARIANT_FALSE), S_FALSE);
+    TestGraph graph(filter_.Get());
+    ASSERT_EQ(graph.connected, S_OK);
+    EXPECT_EQ(reader_->SetDicomDS(0, VARIANT_FALSE), S_FALSE) << "a connected reader keeps its data set";
 }
 
 TEST_F(Automation, PinQuestionsAreAnsweredForOutputPinZeroOnly)

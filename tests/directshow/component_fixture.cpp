@@ -27,8 +27,9 @@ Server& Server::Get()
         loaded.path = self;
         loaded.path.resize(loaded.path.find_last_of(L'\\'));
         loaded.path += L"\\..\\filter\\directshow\\TVDicRd2.ax";
-        const HMODULE module = LoadLibraryW(loaded.path.c_str());
-        EXPECT_NE(module, nullptr);
+        loaded.module = LoadLibraryW(loaded.path.c_str());
+        EXPECT_NE(loaded.module, nullptr);
+        const HMODULE module = loaded.module;
         Find(module, "DllGetClassObject", &loaded.getClassObject);
         Find(module, "DllCanUnloadNow", &loaded.canUnloadNow);
         Find(module, "DllRegisterServer", &loaded.registerServer);

@@ -25,6 +25,7 @@ struct Server
     HRESULT(WINAPI* registerServer)() = nullptr;
     HRESULT(WINAPI* unregisterServer)() = nullptr;
     std::wstring path;
+    HMODULE module = nullptr;
 };
 
 ComPointer<IBaseFilter> MakeFilter();

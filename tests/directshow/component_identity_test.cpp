@@ -94,6 +94,28 @@ TEST_F(ComponentIdentity, EnumeratorHandsOutOnePinToAnyCount)
     EXPECT_EQ(filter->FindPin(L"Input", named.Out()), VFW_E_NOT_FOUND);
 }
 
+TEST_F(ComponentIdentity, TheFileTellsItsVersion)
+{
+    std::vector<BYTE> block(GetFileVersionInfoSizeW(Server::Get().path.c_str(), nullptr));
+    ASSERT_TRUE(
+        GetFileVersionInfoW(Server::Get().path.c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
+    VS_FIXEDFILEINFO* numbers = nullptr;
+    wchar_t* text = nullptr;
+    UINT size = 0;
+    ASSERT_TRUE(VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&numbers), &size));
+    EXPECT_EQ(numbers->dwFileVersionMS, 0x20000u);
+    EXPECT_EQ(numbers->dwFileType, DWORD{VFT_DLL});
+    for (const auto& [name, value] : {std::pair{L"FileVersion", L"2.0.0.0"},
+                                      {L"FileDescription", L"Talv DICOM Reader (2.0)"},
+                                      {L"CompanyName", L"Talv Systems, Inc."},
+                                      {L"OriginalFilename", L"TVDicRd2.ax"}}) {
+        const std::wstring path = std::wstring(L"\\StringFileInfo\\040904E4\\") + name;
+        ASSERT_TRUE(VerQueryValueW(block.data(), path.c_str(), reinterpret_cast<void**>(&text), &size))
+            << name;
+        EXPECT_STREQ(text, value);
+    }
+}
+
 #if defined(__i386__)
 // Loads a file with the stack off by 0, 4, 8 and 12 bytes from what compilers like.
 TEST_F(ComponentIdentity, HostsMayCallWithASkewedStack)

@@ -168,6 +168,48 @@ TEST_F(Downstream, ASeekFreesAWorkerThatDownstreamHolds)
     EXPECT_TRUE(last.discontinuity);
 }
 
+// Without the flush the worker goes on: what downstream holds stays, and the new position follows it.
+TEST_F(Downstream, ASeekWithoutAFlushChangesWhatComesNext)
+{
+    ASSERT_EQ(Connect(false), S_OK);
+    input_.msPerSample = 50;
+    ASSERT_EQ(filter_->Run(0), S_OK);
+    while (input_.Samples().empty()) Sleep(1);
+    const auto seeking = Query<IMediaSeeking>(output_.Get(), IID_IMediaSeeking);
+    LONGLONG position = 3;
+    EXPECT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    EXPECT_EQ(
+        seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning | AM_SEEKING_NoFlush, nullptr, 0),
+        S_OK);
+    ASSERT_TRUE(input_.WaitForEnd());
+    const std::vector<RecordedSample> samples = input_.Samples();
+    ASSERT_GE(samples.size(), 3u);
+    const RecordedSample& next = samples[samples.size() - 2];
+    EXPECT_EQ(next.mediaStart, 3);
+    EXPECT_EQ(next.start, 0);
+    EXPECT_TRUE(next.discontinuity);
+    EXPECT_EQ(input_.flushes, 0);
+}
+
+// A host may stop the filter from where it takes the samples.
+TEST_F(Downstream, ItMayStopTheFilterOnTheWorkersThread)
+{
+    ASSERT_EQ(Connect(false), S_OK);
+    input_.onSample = [&] { EXPECT_EQ(filter_->Stop(), S_OK); };
+    for (size_t round = 1; round <= 3; ++round) {
+        ASSERT_EQ(filter_->Run(0), S_OK);
+        while (input_.Samples().size() < round) Sleep(1);
+        Sleep(20);
+        EXPECT_EQ(input_.Samples().size(), round);
+        EXPECT_EQ(filter_->Stop(), S_OK);
+    }
+    input_.onSample = nullptr;
+    const size_t before = input_.Samples().size();
+    ASSERT_EQ(filter_->Run(0), S_OK);
+    ASSERT_TRUE(input_.WaitForEnd());
+    EXPECT_EQ(input_.Samples().size() - before, 5u);
+}
+
 TEST_F(Downstream, SeekRateAndStopStormsWhileItStreamsNeverBlock)
 {
     ASSERT_EQ(Connect(false), S_OK);

@@ -164,6 +164,7 @@ STDMETHODIMP FakePin::Receive(IMediaSample* sample)
         const std::lock_guard guard(mutex_);
         samples_.push_back(std::move(record));
     }
+    if (onSample) onSample();
     for (DWORD held = 0; held < msPerSample && !flushing_; ++held) Sleep(1);
     return answer;
 }

@@ -3,6 +3,7 @@
 #include <dshow.h>
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -77,6 +78,7 @@ class FakePin final : public IPin, public IMemInputPin
     std::atomic<int> notReady{0};          ///< so many samples are refused first: still stopped
     std::atomic<DWORD> msPerSample{0};     ///< how long a sample is held, unless a flush comes
     std::atomic<HRESULT> answer{S_OK};     ///< to the samples taken
+    std::function<void()> onSample;        ///< called on the source's thread for each
     std::atomic<int> ends{0}, flushes{0};  ///< calls so far
     ULONG References() const { return count_; }
 

@@ -70,6 +70,26 @@ TEST_F(Registration, FileTypeKeysAreWrittenAsListed)
     EXPECT_EQ(Server::Get().unregisterServer(), S_OK) << "nothing to remove is no error";
 }
 
+// Keys that are missing are no reason to stop, and what others wrote below the video key stays.
+TEST_F(Registration, RemovingLeavesOthersAlone)
+{
+    const std::string video = "Media Type\\{73646976-0000-0010-8000-00AA00389B71}",
+                      other = video + "\\{other}";
+    ASSERT_EQ(Server::Get().registerServer(), S_OK);
+    RegSetKeyValueA(HKEY_CLASSES_ROOT, other.c_str(), "Source Filter", REG_SZ, "x", 2);
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, "Media Type\\Extensions\\.dcm");
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, "CLSID\\{E2B7DDB9-38C5-11D5-91F6-00104BDB8FF9}");
+    EXPECT_EQ(Server::Get().unregisterServer(), S_OK);
+    EXPECT_EQ(Values(std::string(kExtensions) + ".dic"), Map());
+    EXPECT_EQ(Values("CLSID\\{E2B7DDBA-38C5-11D5-91F6-00104BDB8FF9}"), Map());
+    EXPECT_EQ(Values(other), (Map{{"Source Filter", "x"}}));
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, other.c_str());
+    EXPECT_EQ(Server::Get().registerServer(), S_OK);
+    EXPECT_EQ(Server::Get().unregisterServer(), S_OK);
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, video.c_str(), 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+}
+
 // The same component without its library: the user is told, the classes are registered all the same.
 TEST_F(Registration, AMissingTypeLibraryIsToldAndIsNoFailure)
 {

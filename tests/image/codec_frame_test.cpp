@@ -107,6 +107,19 @@ TEST(CodecFrame, JpegRowsBecomeBitmapRows)
     EXPECT_EQ(script.depths, std::vector<uint32_t>({16}));
 }
 
+TEST(CodecFrame, BytesBecomeTheBitsOfAOneBitImage)
+{
+    ImageAttributes image = Grey8(1, 10);
+    image.bitsAllocated = image.bitsStored = 1;
+    image.highBit = 0;
+    DicomBuilder builder = PreambleFile().ExplicitLittle(kJ2kSyntax).Image(image);
+    LoadedFile file(builder.Encapsulated({{1, 2, 3, 4}}).Bytes(), FakeTables({}));
+    Picture picture(&file);
+    ASSERT_EQ(picture.status, kDicomOk);
+    EXPECT_EQ(script.descriptor.bitsPerPixel, 8u);
+    EXPECT_EQ(picture.Rows(), ByteVector({0xFF, 0xC0, 0, 0}));
+}
+
 TEST(CodecFrame, J2kGetsItsDescriptor)
 {
     LoadedFile file(Encoded(Grey16(3, 5), kJ2kSyntax), FakeTables({0}));

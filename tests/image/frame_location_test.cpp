@@ -45,6 +45,11 @@ TEST(FrameLocation, NativeFramesAreCountedByTheirSize)
         EXPECT_EQ(file.descriptionStatus, kDicomNoFrame);
     }
     EXPECT_EQ(StatusOf(PreambleFile().ExplicitLittle().Image(Framed("")).NativePixels({})), kDicomNoFrame);
+    ImageAttributes packed = Framed("4");
+    packed.bitsAllocated = packed.bitsStored = 12;
+    packed.highBit = 11;
+    LoadedFile file(PreambleFile().ExplicitLittle().Image(packed).NativePixels(ByteVector(24, 1)).Bytes());
+    EXPECT_EQ(file.Description().frameCount, 3u);
 }
 
 TEST(FrameLocation, ItemsAreFrames)

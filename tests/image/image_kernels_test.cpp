@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -77,7 +78,24 @@ TEST(ImageKernels, LevelsAgreeWhenTheTargetLiesAnyWayBeforeTheSource)
         ExpectLevelsAgree(2, [&](const ImageKernels& kernels, uint8_t* block, size_t count) {
             kernels.flipWords(block, block - distance, count, 0x0800);
         });
+        ExpectLevelsAgree(1, [&](const ImageKernels& kernels, uint8_t* block, size_t count) {
+            kernels.scaleBytes(block, block - distance, count, 17, 200);
+        });
     }
+}
+
+TEST(ImageKernels, LevelsAgreeOnEveryScaledByte)
+{
+    Bytes bytes(256);
+    std::iota(bytes.begin(), bytes.end(), uint8_t{0});
+    for (SimdLevel level : Levels())
+        for (int ends = 0; ends < 65536; ++ends) {
+            const auto smallest = static_cast<uint8_t>(ends), largest = static_cast<uint8_t>(ends >> 8);
+            Bytes got(256), expected(256);
+            SelectImageKernels(level).scaleBytes(bytes.data(), got.data(), 256, smallest, largest);
+            kPlainImageKernels.scaleBytes(bytes.data(), expected.data(), 256, smallest, largest);
+            ASSERT_EQ(got, expected) << int{smallest} << " to " << int{largest};
+        }
 }
 
 TEST(ImageKernels, LevelsAgreeInterleaving)

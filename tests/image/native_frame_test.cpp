@@ -72,6 +72,22 @@ TEST(GreyFrame, TheCallersMarkTurnsSignAndStepsOff)
     Picture picture(&file, 0, kPlayerImageOptions);
     EXPECT_EQ(picture.Words(), Words({0xFFFF, 0}));
     EXPECT_EQ(picture.bitmap.lutLength, 0u);
+
+    // The range is the whole one, whatever the pixels span.
+    LoadedFile longs(Native(WithBits(Grey16(1, 2), 32, 32, 31), {7, 1, 0, 0, 0, 0, 1, 0}));
+    LoadedFile color(Native(Color8(1, 1), {10, 20, 30}));
+    longs.dataSet.mode |= kModeCallerMark;
+    color.dataSet.mode |= kModeCallerMark;
+    EXPECT_EQ(Picture(&longs).Words(), Words({0x0107, 0xFFFF}));
+    EXPECT_EQ(Picture(&color).Rows(), ByteVector({30, 20, 10, 0}));
+}
+
+TEST(GreyFrame, RowsAloneAreTheSameRows)
+{
+    LoadedFile file(Native(Grey16(1, 2, true), {0xFF, 0xFF, 5, 0}));
+    Picture picture(&file, 0, kPlayerImageOptions | kImageRowsOnly);
+    EXPECT_EQ(picture.Words(), Picture(&file).Words());
+    EXPECT_EQ(picture.bitmap.maxValue, 0);
 }
 
 TEST(GreyFrame, TwelveBitsAreUnpacked)

@@ -1,65 +1,18 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "raster/palette.h"
 #include "raster/remap.h"
 #include "raster/statistics.h"
 #include "raster/temporary_store.h"
 #include "raster_fixture.h"
-
-// operator new of this program, made to fail once, at a chosen call.
-
-namespace {
-thread_local int32_t callsUntilFailure = -1;  // negative: never
-
-void* TakeMemory(std::size_t size) noexcept
-{
-    if (callsUntilFailure >= 0 && callsUntilFailure-- == 0) return nullptr;
-    return std::malloc(size != 0 ? size : 1);
-}
-
-void* TakeMemoryOrThrow(std::size_t size)
-{
-    void* block = TakeMemory(size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-}  // namespace
-
-// clang-format off
-void* operator new(std::size_t size) { return TakeMemoryOrThrow(size); }
-void* operator new[](std::size_t size) { return TakeMemoryOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return TakeMemory(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return TakeMemory(size); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
-// clang-format on
+#include "tests/support/failing_memory.h"
 
 namespace talv {
 namespace {
-/// Runs `work` with its first, second, ... allocation failing until it needs no more; every failure must be
-/// "no memory" or, for storages with a substitute, a success.
 template <class Work>
 int32_t FailEveryAllocation(Work work)
 {
-    int32_t failures = 0;
-    for (;; ++failures) {
-        callsUntilFailure = failures;
-        const int32_t status = work();
-        const bool reached = callsUntilFailure < 0;
-        callsUntilFailure = -1;
-        if (!reached) {
-            EXPECT_GT(status, 0);
-            return failures;
-        }
-        EXPECT_TRUE(status > 0 || status == kRasterNoMemory) << "allocation " << failures << ": " << status;
-    }
+    return FailEveryAllocation(kRasterNoMemory, work);
 }
 
 TEST(MemoryShortage, StoragesReportItAndLeakNothing)

@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <vector>
 
 #include "filter/sample_buffer.h"
 #include "tools/talvdicom/commands.h"
+#include "tools/talvdicom/console.h"
 #include "tools/talvdicom/opened_file.h"
+#include "tools/talvdicom/output.h"
 #include "tools/talvdicom/progress.h"
 
 namespace talv {
@@ -54,7 +55,7 @@ int RunBench(const std::string& file, bool json)
     MemorySample sample(opened.source.SampleSize());
     std::vector<double> times;
     Progress progress("frame", count);
-    for (int64_t frame = 0; frame < count; ++frame) {
+    for (int64_t frame = 0; frame < count && !Interrupted(); ++frame) {
         const Clock::time_point frameStart = Clock::now();
         opened.source.ReadFrameIntoSample(&sample, frame);
         times.push_back(MillisecondsSince(frameStart));
@@ -70,15 +71,15 @@ int RunBench(const std::string& file, bool json)
             {"openMs", openMs},  {"frames", count},        {"frameMsMedian", median},
             {"frameMsP99", p99}, {"bytesPerFrame", bytes}, {"undecodableFrames", undecodable},
         };
-        std::printf("%s\n", answer.dump(2).c_str());
+        Print("%s\n", answer.dump(2).c_str());
         return kDone;
     }
-    std::printf("open           %10.3f ms\n", openMs);
-    std::printf("frames         %10lld of %lld bytes\n", static_cast<long long>(count),
-                static_cast<long long>(bytes));
-    std::printf("frame, median  %10.3f ms\n", median);
-    std::printf("frame, p99     %10.3f ms\n", p99);
-    if (undecodable > 0) std::printf("undecodable    %10d\n", undecodable);
+    Print("open           %10.3f ms\n", openMs);
+    Print("frames         %10lld of %lld bytes\n", static_cast<long long>(count),
+          static_cast<long long>(bytes));
+    Print("frame, median  %10.3f ms\n", median);
+    Print("frame, p99     %10.3f ms\n", p99);
+    if (undecodable > 0) Print("undecodable    %10d\n", undecodable);
     return kDone;
 }
 }  // namespace talv

@@ -1,195 +1,168 @@
-#include <cinttypes>
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
-#include <nlohmann/json.hpp>
 
-#include "dicom/dictionary.h"
 #include "dicom/reader.h"
-#include "image/get_image.h"
 #include "tools/talvdicom/commands.h"
-#include "tools/talvdicom/opened_file.h"
+#include "tools/talvdicom/console.h"
+#include "tools/talvdicom/element_text.h"
+#include "tools/talvdicom/file_facts.h"
+#include "tools/talvdicom/output.h"
 #include "tools/talvdicom/printable.h"
 
 namespace talv {
 namespace {
-constexpr uint32_t kTagFrameTime = 0x00181063;
-constexpr uint32_t kTagFrameTimeVector = 0x00181065;
-constexpr uint32_t kTagFrameIncrementPointer = 0x00280009;
-constexpr uint32_t kTagNumberOfFrames = 0x00280008;
-constexpr uint32_t kTagPhotometric = 0x00280004;
-constexpr uint32_t kTagRows = 0x00280010;
-constexpr uint32_t kTagColumns = 0x00280011;
-constexpr uint32_t kTagRescaleIntercept = 0x00281052;
-constexpr uint32_t kTagRescaleSlope = 0x00281053;
-constexpr uint32_t kTagFirstTimed =
-    0x00540080;  // Number of Slices: asked for before all others, as the player does
+constexpr uint32_t kTagRescaleIntercept = 0x00281052, kTagRescaleSlope = 0x00281053;
+constexpr size_t kShownTags = 5, kShownFindings = 5;  // info is one screen
 
-/// What is printed, gathered from the loaded file.
-struct FileFacts
+/// One line of the answer, cut to the terminal.
+void PrintLine(const char* label, const std::string& text)
 {
-    std::string transferSyntax, photometric;
-    int32_t compression = 0;
-    int32_t columns = 0, rows = 0;
-    uint32_t bytesPerLine = 0, colorOrder = 0;
-    int64_t framesHeld = 0;
-};
-
-uint16_t TagWord(DicomDataSet* dataSet, uint32_t tag)
-{
-    uint16_t value = 0;
-    dataSet->GetTagValue(nullptr, tag, &value, 0, 1, 1);
-    return value;
+    constexpr size_t kLabelWidth = 11;
+    const int width = OutputWidth();
+    std::string shown = PrintableText(text);
+    if (width > 0)
+        shown = CutText(std::move(shown), std::max<size_t>(static_cast<size_t>(width), 40) - kLabelWidth - 5);
+    Print("  %s%-*s%s%s\n", OutputStyle().tag, static_cast<int>(kLabelWidth), label, OutputStyle().plain,
+          shown.c_str());
 }
 
-void GatherStreamFacts(OpenedFile* opened, FileFacts* facts)
+std::string Number(double value)
 {
-    DicomDataSet* dataSet = opened->source.dataSet;
-    facts->columns = TagWord(dataSet, kTagColumns);
-    facts->rows = TagWord(dataSet, kTagRows);
-    opened->source.RecomputeFrameTime();
-    DicomElement* frames = dataSet->FindFirstElement(nullptr, kTagNumberOfFrames, true);
-    int32_t count = 1;
-    if (frames != nullptr) dataSet->GetInteger(frames, 0, &count);
-    opened->timeline.frameCount = count;
+    char text[40];
+    std::snprintf(text, sizeof text, "%.6g", value);
+    return text;
 }
 
-FileFacts GatherFacts(OpenedFile* opened)
+std::string Rate(double perSecond)
 {
-    FrameSource& source = opened->source;
-    FileFacts facts;
-    facts.transferSyntax = TagText(source.dataSet, kTagTransferSyntaxUid);
-    facts.photometric = TagText(source.dataSet, kTagPhotometric);
-    facts.compression = GetTransferSyntaxClass(source.dataSet);
-    if (source.pixelDataElement == nullptr) {
-        GatherStreamFacts(opened, &facts);
-        return facts;
-    }
-    facts.columns = source.width;
-    facts.rows = source.height;
-    facts.framesHeld = opened->FramesToDecode();
-    ImageBitmap bitmap = {};
-    if (GetImage(source.dataSet, source.pixelDataElement, &bitmap, kBitmapStructSize, 0, 0, 0,
-                 kPlayerImageOptions, nullptr, nullptr) == kDicomOk) {
-        facts.bytesPerLine = bitmap.bytesPerLine;
-        facts.colorOrder = bitmap.colorOrder;
-        FreeBitmap(&bitmap);
-    }
-    return facts;
+    char text[40];
+    std::snprintf(text, sizeof text, "%.4g", perSecond);
+    return text;
 }
 
-nlohmann::ordered_json JsonFacts(const OpenedFile& opened, const FileFacts& facts)
+std::string FileWords(const DicomDataSet& dataSet, int64_t bytes)
 {
-    const FrameSource& source = opened.source;
-    const FrameTimeline& timeline = opened.timeline;
-    return {
-        {"transferSyntax", PrintableText(facts.transferSyntax)},
-        {"compression", facts.compression},
-        {"columns", facts.columns},
-        {"rows", facts.rows},
-        {"bitsPerPixel", source.bitsPerPixel},
-        {"bytesPerLine", facts.bytesPerLine},
-        {"colorOrder", facts.colorOrder},
-        {"photometric", PrintableText(facts.photometric)},
-        {"frames", timeline.frameCount},
-        {"frameTimeMs", timeline.effectiveFrameTime},
-        {"frameTimeUnits", timeline.frameTimeUnits},
-        {"frameTimeFound", timeline.fileFrameTimeFound},
-        {"windowCenter", source.windowCenter},
-        {"windowWidth", source.windowWidth},
-        {"rescaleSlope", source.rescaleSlope},
-        {"rescaleIntercept", source.rescaleIntercept},
-        {"imageFlags", source.imageFlags},
-        {"lowBit", source.lowBit},
-        {"highBit", source.highBit},
-        {"minValue", source.minPixelValue},
-        {"maxValue", source.maxPixelValue},
-        {"paletteCount", source.palette.size()},
-        {"mpeg2", source.isMpeg2Stream},
-    };
+    std::string words = (dataSet.mode & kModePreamble) != 0 ? "with preamble" : "bare data set";
+    words += (dataSet.mode & kModeExplicitVr) != 0 ? ", explicit VR" : ", implicit VR";
+    words += (dataSet.mode & kModeBigEndian) != 0 ? ", big endian, " : ", little endian, ";
+    if (bytes < 10'000) return words + std::to_string(bytes) + " bytes";
+    return words + (bytes < 10'000'000 ? std::to_string((bytes + 500) / 1000) + " kB"
+                                       : std::to_string((bytes + 500'000) / 1'000'000) + " MB");
 }
 
-/// The element that FindFrameTime takes the time from, in words; empty when there is none. Its order of
-/// search is repeated here.
-std::string FrameTimeOrigin(DicomDataSet* dataSet)
+std::string PictureWords(const FileFacts& facts)
 {
-    const auto present = [&](uint32_t tag) { return dataSet->FindFirstElement(nullptr, tag, false); };
-    const bool firstTimed = present(kTagFirstTimed) != nullptr;
-    DicomElement* pointer = present(kTagFrameIncrementPointer);
-    if (!firstTimed && pointer != nullptr) {
-        const int32_t* value = dataSet->GetLongs(pointer, 0, 1);
-        uint16_t halves[2] = {};
-        if (value != nullptr) std::memcpy(halves, value, sizeof halves);
-        if (value != nullptr && present(MakeTag(halves[0], halves[1])) != nullptr) {
-            const uint32_t tag = MakeTag(halves[0], halves[1]);
-            const ElementEntry* entry = FindElementEntry(tag);
-            char text[96];
-            std::snprintf(text, sizeof text, "%.48s (%04X,%04X), by Frame Increment Pointer",
-                          entry != nullptr ? entry->name : "element", halves[0], halves[1]);
-            return text;
-        }
-    }
-    if (present(kTagFrameTime) != nullptr) return "Frame Time (0018,1063)";
-    if (present(kTagFrameTimeVector) != nullptr) return "the first of Frame Time Vector (0018,1065)";
-    return firstTimed ? "element (0054,0080)" : "";
+    std::string words = std::to_string(facts.columns) + " x " + std::to_string(facts.rows) + ", ";
+    if (facts.photometric.empty()) return words + "no photometric interpretation: inverted grey";
+    words += facts.photometric;
+    const ImageDescription& description = facts.description;
+    if (description.rows == 0) return words;
+    if (description.samplesPerPixel > 1)
+        words += ", " + std::to_string(description.samplesPerPixel) + " samples";
+    words += ", " + std::to_string(description.bitsStored) + " of " +
+             std::to_string(description.bitsAllocated) + " bits";
+    return words + (description.pixelRepresentation == 1 ? ", signed" : "");
 }
 
-std::string PixelWords(const FrameSource& source, uint32_t colorOrder)
+/// What goes downstream, and what made it so.
+std::string PlaysWords(const FrameSource& source, const FileFacts& facts)
 {
-    const std::string bits = std::to_string(source.bitsPerPixel) + "-bit ";
-    if (colorOrder == kOrderGrey)
-        return bits + "grey, significant bits " + std::to_string(source.lowBit) + " to " +
+    if (source.isMpeg2Stream)
+        return "as it is: an MPEG-2 stream of " + std::to_string(source.streamReader.Length()) +
+               " bytes for a decoder downstream";
+    if (source.pixelDataElement == nullptr) return "nothing: the MPEG-2 stream is missing";
+    std::string words =
+        "as " + MediaName(source) + ", " + std::to_string(facts.bytesPerLine) + " bytes a row: ";
+    if (facts.colorOrder == kOrderGrey)
+        return words + "grey of more than 8 bits, bits " + std::to_string(source.lowBit) + " to " +
                std::to_string(source.highBit) + ", values " + std::to_string(source.minPixelValue) + " to " +
                std::to_string(source.maxPixelValue);
-    return bits + (source.bitsPerPixel <= 8 ? "indices" : "colour");
+    if (source.bitsPerPixel == 1) return words + "black and white";
+    if (source.bitsPerPixel > 8) return words + "colour";
+    return words + (facts.description.greyLevel != 0 ? "grey through a palette that holds the window"
+                                                     : "indices of a colour palette");
 }
 
-void PrintImageLines(OpenedFile* opened, const FileFacts& facts)
+std::string StreamWords(const FileFacts& facts)
 {
-    const FrameSource& source = opened->source;
-    std::printf("  pixels     %s, %u bytes a row\n", PixelWords(source, facts.colorOrder).c_str(),
-                facts.bytesPerLine);
-    const bool windowComputed = (source.imageFlags & kImageWindowComputed) != 0;
-    if (facts.colorOrder == kOrderGrey || !windowComputed)
-        std::printf("  window     center %d, width %d, %s\n", source.windowCenter, source.windowWidth,
-                    windowComputed ? "from the pixel range" : "from the file");
+    std::string words = CodestreamWords(facts.stream);
+    const bool odd = std::any_of(facts.findings.begin(), facts.findings.end(), [](const Finding& finding) {
+        return finding.where == TagWords(0x00280004) && finding.what.rfind("labelled ", 0) == 0;
+    });
+    if (facts.stream.components == 3) words += odd ? "; the label differs" : "; as labelled";
+    return words;
+}
 
+void PrintWindow(const FrameSource& source, const FileFacts& facts)
+{
+    const bool computed = (source.imageFlags & kImageWindowComputed) != 0;
+    if (facts.colorOrder == kOrderGrey || !computed)
+        PrintLine("window",
+                  "center " + std::to_string(source.windowCenter) + ", width " +
+                      std::to_string(source.windowWidth) +
+                      (computed ? ", from the range of values of the first frame" : ", from the file"));
     double slope = 1.0, intercept = 0.0;
     const bool rescaled = TagReal(source.dataSet, kTagRescaleSlope, &slope) |
                           TagReal(source.dataSet, kTagRescaleIntercept, &intercept);
     if (rescaled)
-        std::printf("  rescale    slope %g, intercept %g (handed on as %.0f and %.0f)\n", slope, intercept,
-                    source.rescaleSlope, source.rescaleIntercept);
-    if (!source.palette.empty()) std::printf("  lut        %zu entries\n", source.palette.size());
+        PrintLine("rescale",
+                  "slope " + Number(slope) + ", intercept " + Number(intercept) +
+                      " (in the media type: " + std::to_string(static_cast<uint32_t>(source.rescaleSlope)) +
+                      " and " + std::to_string(static_cast<uint32_t>(source.rescaleIntercept)) + ")");
+    if (!source.palette.empty()) PrintLine("lut", std::to_string(source.palette.size()) + " entries");
 }
 
-void PrintFacts(const std::string& file, OpenedFile* opened, const FileFacts& facts)
+std::string FrameWordsOf(const FrameTimeline& timeline, const FileFacts& facts, bool hasImage)
 {
-    const FrameTimeline& timeline = opened->timeline;
-    const bool hasImage = opened->source.pixelDataElement != nullptr;
-    std::printf("%s\n", PrintableText(file).c_str());
-    std::printf("  picture    %d x %d, %s\n", facts.columns, facts.rows,
-                facts.photometric.empty() ? "no photometric interpretation: inverted grey"
-                                          : PrintableText(facts.photometric).c_str());
-    if (hasImage) PrintImageLines(opened, facts);
+    std::string words =
+        facts.framesDeclared ? std::to_string(timeline.frameCount) + " declared" : "none declared";
+    if (hasImage)
+        words += ", " + std::to_string(facts.framesFound) + " found, " + std::to_string(facts.framesWhole) +
+                 " whole";
+    const double seconds = static_cast<double>(std::max<int64_t>(timeline.frameCount, 1)) *
+                           static_cast<double>(timeline.frameTimeUnits) / 1e7;
+    return words + "; " + Number(seconds) + " s";
+}
 
-    std::printf("  frames     %" PRId64, timeline.frameCount);
-    if (hasImage && facts.framesHeld < timeline.frameCount)
-        std::printf(", but the pixel data hold only %" PRId64, facts.framesHeld);
-    std::printf(", %.4g s in all\n", static_cast<double>(timeline.frameCount) *
-                                         static_cast<double>(timeline.frameTimeUnits) / 1e7);
-    const std::string origin = FrameTimeOrigin(opened->source.dataSet);
-    std::printf("  timing     %.6g ms a frame (%.4g a second), %s%s\n", timeline.effectiveFrameTime,
-                1000.0 / timeline.effectiveFrameTime, origin.empty() ? "the file tells none" : "from ",
-                origin.c_str());
+void PrintTiming(const FrameTimeline& timeline, const FileFacts& facts)
+{
+    PrintLine("speed", Rate(1e7 / static_cast<double>(timeline.frameTimeUnits)) + " frames a second, " +
+                           Number(timeline.effectiveFrameTime) + " ms each: " + facts.timingReason);
+    std::vector<const TimingTag*> shown;
+    for (const TimingTag& tag : facts.timing) shown.push_back(&tag);
+    // The chosen one is always among those there is room for.
+    std::stable_partition(shown.begin(), shown.end(), [](const TimingTag* tag) { return tag->chosen; });
+    for (size_t i = 0; i < std::min(shown.size(), kShownTags); ++i)
+        PrintLine(i == 0 ? "timing" : "", std::string(shown[i]->chosen ? "* " : "  ") +
+                                              TagWords(shown[i]->tag) + " " + shown[i]->name + ": " +
+                                              shown[i]->value);
+    if (shown.size() > kShownTags)
+        PrintLine("", "  and " + std::to_string(shown.size() - kShownTags) + " more (--json)");
+}
 
-    std::printf("  coding     %s", PrintableText(TransferSyntaxName(facts.transferSyntax)).c_str());
-    if (!facts.transferSyntax.empty()) std::printf(" (%s)", PrintableText(facts.transferSyntax).c_str());
-    std::printf("\n");
-    if (opened->source.isMpeg2Stream)
-        std::printf("  stream     MPEG-2, %" PRId64 " bytes, handed on as it is\n",
-                    opened->source.streamReader.Length());
-    else if (!hasImage)
-        std::printf("  stream     nothing to play: the MPEG-2 stream is missing\n");
+void PrintFindings(const Findings& findings)
+{
+    PrintLine("oddities", CountFindings(findings));
+    for (size_t i = 0; i < std::min(findings.size(), kShownFindings); ++i)
+        PrintLine(GradeName(findings[i].grade), findings[i].where + ": " + findings[i].what);
+    if (findings.size() > kShownFindings) PrintLine("", "talvdicom check lists them all");
+}
+
+void PrintFacts(const std::string& file, const OpenedFile& opened, const FileFacts& facts)
+{
+    const FrameSource& source = opened.source;
+    const bool hasImage = source.pixelDataElement != nullptr;
+    Print("%s%s%s\n", OutputStyle().name, PrintableText(file).c_str(), OutputStyle().plain);
+    PrintLine("file", FileWords(*source.dataSet, facts.fileBytes));
+    PrintLine("coding", TransferSyntaxName(facts.transferSyntax) +
+                            (facts.transferSyntax.empty() ? "" : " (" + facts.transferSyntax + ")"));
+    if (facts.stream.coding != Codestream::Coding::unknown) PrintLine("stream", StreamWords(facts));
+    PrintLine("picture", PictureWords(facts));
+    PrintLine("plays", PlaysWords(source, facts));
+    if (hasImage) PrintWindow(source, facts);
+    PrintLine("frames", FrameWordsOf(opened.timeline, facts, hasImage));
+    PrintTiming(opened.timeline, facts);
+    PrintFindings(facts.findings);
 }
 }  // namespace
 
@@ -199,9 +172,9 @@ int RunInfo(const std::string& file, bool json)
     if (!opened.Open(file)) return Complain(file, opened.refusal);
     const FileFacts facts = GatherFacts(&opened);
     if (json)
-        std::printf("%s\n", JsonFacts(opened, facts).dump(2).c_str());
+        WriteOutput(FactsAsJson(opened, facts) + "\n");
     else
-        PrintFacts(file, &opened, facts);
+        PrintFacts(file, opened, facts);
     return kDone;
 }
 }  // namespace talv

@@ -4,12 +4,15 @@
 
 #include "dicom/dictionary.h"
 #include "dicom/reader.h"
-#include "image/image_description.h"
+#include "image/pixel_layout.h"
 #include "platform/notice.h"
 #include "platform/text.h"
 
 namespace talv {
 namespace {
+constexpr uint32_t kTagNumberOfFrames = 0x00280008;
+constexpr char kCheckHint[] = "; talvdicom check tells what is wrong with the file";
+
 void KeepNotice(const char* text, const char*, uint32_t, void* context)
 {
     *static_cast<std::string*>(context) = text;
@@ -42,46 +45,95 @@ bool CodecMissing(const CodecEntryPoints& codecs, int32_t compression)
 
 bool OpenedFile::Open(const std::string& name)
 {
+    if (!input_.Prepare(name, &refusal)) return false;
     std::string notice;
     const NoticeCatcher catcher(&notice);
-    const std::u16string wide = WideFromNarrow(name);
-    if (source.Load(wide.c_str(), false) == kLoadOk) return true;
-    refusal = ExplainRefusal(notice);
-    return false;
+    const std::u16string wide = WideFromNarrow(input_.Name());
+    const bool loaded = source.Load(wide.c_str(), false) == kLoadOk;
+    input_.RemoveCopy();
+    if (!loaded) refusal = ExplainRefusal(notice);
+    return loaded;
 }
 
 bool OpenedFile::OpenForFrames(const std::string& name)
 {
     if (!Open(name)) return false;
     if (source.pixelDataElement != nullptr) return true;
-    refusal = source.isMpeg2Stream ? "an MPEG-2 stream is handed on as it is, there are no frames to decode"
-                                   : "there are no frames to decode";
+    refusal = source.isMpeg2Stream
+                  ? "an MPEG-2 stream is handed on as it is, there are no frames to decode; give it to an "
+                    "MPEG-2 decoder"
+                  : "there are no frames to decode";
     return false;
+}
+
+void OpenedFile::ReadStreamTiming()
+{
+    source.RecomputeFrameTime();
+    DicomElement* frames = source.dataSet->FindFirstElement(nullptr, kTagNumberOfFrames, true);
+    int32_t count = 1;
+    if (frames != nullptr) source.dataSet->GetInteger(frames, 0, &count);
+    timeline.frameCount = count;
+}
+
+const FrameMap& OpenedFile::Frames()
+{
+    if (mapped_ != source.pixelDataElement) {
+        mapped_ = source.pixelDataElement;
+        frames_ = {};
+        if (mapped_ != nullptr) frames_.Build(source.dataSet, mapped_);
+    }
+    return frames_;
 }
 
 int64_t OpenedFile::FramesToDecode()
 {
-    ImageDescription description;
-    const DicomStatus status =
-        ReadImageDescription(source.dataSet, source.pixelDataElement, &description, 0, false);
-    const int64_t held = status == kDicomOk ? std::max<int64_t>(description.frameCount, 1) : 1;
-    return std::min(timeline.frameCount, held);
+    return std::min(std::max<int64_t>(timeline.frameCount, 1), std::max<int64_t>(Frames().Found(), 1));
 }
 
 std::string OpenedFile::ExplainRefusal(const std::string& notice)
 {
-    if (notice.empty()) return "the file cannot be played";
-    const int32_t compression = source.dataSet != nullptr ? GetTransferSyntaxClass(source.dataSet) : 0;
-    if (source.fileNameSet && compression != kCompressionNone) {
-        const std::string syntax = TransferSyntaxName(TagText(source.dataSet, kTagTransferSyntaxUid));
-        if (CodecMissing(source.dataSet->tables.codecs, compression))
-            return notice + ": this build has no decoder for " + syntax;
-        return notice + ": " + DicomStatusText(static_cast<DicomStatus>(source.lastRefusal)) + " (" + syntax +
-               ")";
+    if (notice.empty()) return "the file cannot be played" + std::string(kCheckHint);
+    const auto status = static_cast<DicomStatus>(source.lastRefusal);
+    if (!source.fileNameSet) {
+        return status == kDicomOk ? notice : notice + ": " + DicomStatusText(status);
     }
-    if (source.lastRefusal == kDicomOk || (source.fileNameSet && source.lastRefusal == kDicomNoFrame))
-        return notice;
-    return notice + ": " + DicomStatusText(static_cast<DicomStatus>(source.lastRefusal));
+    const std::string uid = TagText(source.dataSet, kTagTransferSyntaxUid);
+    if (uid == kDeflatedSyntax)
+        return notice + ": the data set is deflated; inflate it with another tool first";
+    const int32_t compression = GetTransferSyntaxClass(source.dataSet);
+    if (CodecMissing(source.dataSet->tables.codecs, compression))
+        return notice + ": this build has no decoder for " + TransferSyntaxName(uid);
+    if (source.dataSet->FindFirstElement(nullptr, kTagPixelData, false) == nullptr)
+        return notice + "; talvdicom dump shows what it holds";
+    const std::string syntax = compression != kCompressionNone ? " (" + TransferSyntaxName(uid) + ")" : "";
+    return notice + ": " + DicomStatusText(status) + syntax + ImageHint(status);
+}
+
+/// What to try when an image gave `status`.
+std::string OpenedFile::ImageHint(DicomStatus status)
+{
+    DicomElement* const pixels = source.dataSet->FindFirstElement(nullptr, kTagPixelData, false);
+    FrameMap map;
+    const bool mapped = map.Build(source.dataSet, pixels) == kDicomOk;
+    if (status == kDicomUnsupportedCompression)
+        return "; recode it with another tool, for example as JPEG 2000 or uncompressed";
+    if (status == kDicomNoFrame && mapped && map.Found() > 0) {
+        const uint64_t bytes = LargestFrameBytes(map.Description());
+        if (bytes > MaxBitmapBytes())
+            return "; a frame takes " + std::to_string(bytes >> 20) + " MiB, --max-frame raises the limit";
+        if (bytes > uint64_t{64} << 20) return "; --any-size takes a frame however few bytes it is made of";
+    }
+    return kCheckHint;
+}
+
+std::string OpenedFile::FrameRefusal(int64_t frame, DicomStatus status)
+{
+    std::string text = FrameWords(frame);
+    const int64_t position = Frames().FilePosition(frame);
+    if (position >= 0) text += " at byte " + std::to_string(position);
+    text += ": ";
+    if (position >= 0 && !Frames().IsWhole(frame)) return text + "the file ends before it does";
+    return text + DicomStatusText(status) + ImageHint(status);
 }
 
 std::string TagText(DicomDataSet* dataSet, uint32_t tag)
@@ -102,7 +154,12 @@ bool TagReal(DicomDataSet* dataSet, uint32_t tag, double* value)
 std::string TransferSyntaxName(const std::string& uid)
 {
     if (uid.empty()) return "no transfer syntax";
-    const UidEntry* entry = FindUidEntry(uid.c_str());
-    return entry != nullptr ? entry->name : "no name in the dictionary";
+    const char* const name = FindUidName(uid.c_str());
+    return name != nullptr ? name : "no name in the dictionary";
+}
+
+std::string FrameWords(int64_t frame)
+{
+    return "frame " + std::to_string(frame + 1);
 }
 }  // namespace talv

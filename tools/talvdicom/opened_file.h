@@ -4,11 +4,18 @@
 
 #include "filter/frame_source.h"
 #include "filter/frame_timeline.h"
+#include "tools/talvdicom/frame_map.h"
+#include "tools/talvdicom/input_file.h"
 
 namespace talv {
+/// Deflated Explicit VR Little Endian, which the component does not inflate.
+inline constexpr char kDeflatedSyntax[] = "1.2.840.10008.1.2.1.99";
+
 /// A file loaded as the component loads it, with user settings at their defaults.
 class OpenedFile
 {
+    InputFile input_;  // goes last: what it may have copied stays open until the source goes
+
   public:
     OpenedFile() : source(&timeline) {}
 
@@ -16,8 +23,16 @@ class OpenedFile
     bool Open(const std::string& name);
     /// As Open, and there are frames to decode: an MPEG-2 stream is refused too.
     bool OpenForFrames(const std::string& name);
+    /// True when the file was read as a data set, even where it was refused afterwards.
+    bool HasDataSet() const { return source.dataSet != nullptr && source.dataSet->tree.first != nullptr; }
+    /// Of an MPEG-2 stream: its frame count and frame time, which loading leaves aside.
+    void ReadStreamTiming();
     /// Frames to go through: those announced, but no more than the pixel data hold.
     int64_t FramesToDecode();
+    /// Where the frames lie. Only after OpenForFrames, or when there is a Pixel Data element.
+    const FrameMap& Frames();
+    /// Why `frame` (from 0) gave `status`: which frame, where it lies, what is wrong and what to try.
+    std::string FrameRefusal(int64_t frame, DicomStatus status);
 
     FrameTimeline timeline;
     FrameSource source;
@@ -25,6 +40,10 @@ class OpenedFile
 
   private:
     std::string ExplainRefusal(const std::string& notice);
+    std::string ImageHint(DicomStatus status);
+
+    FrameMap frames_;
+    DicomElement* mapped_ = nullptr;  // the element that frames_ was built for
 };
 
 /// Text of the first value of top-level element `tag`, without padding; empty when there is none.
@@ -33,4 +52,6 @@ std::string TagText(DicomDataSet* dataSet, uint32_t tag);
 bool TagReal(DicomDataSet* dataSet, uint32_t tag, double* value);
 /// Name of the transfer syntax `uid`, or what stands for it when it is absent or unknown.
 std::string TransferSyntaxName(const std::string& uid);
+/// "frame 3" for frame 2: words count frames from 1.
+std::string FrameWords(int64_t frame);
 }  // namespace talv

@@ -1,20 +1,36 @@
 #include "tools/talvdicom/output_file.h"
 
-#include <fstream>
+#include <cerrno>
+#include <cstdio>
 #include <system_error>
 
+#include "tools/talvdicom/console.h"
+
 namespace talv {
-bool WriteWholeFile(const std::filesystem::path& path, const std::vector<uint8_t>& bytes)
+std::string WriteWholeFile(const std::filesystem::path& path, const std::vector<uint8_t>& bytes,
+                           bool overwrite)
 {
-    std::filesystem::path partial = path;
-    partial += ".part";
-    std::ofstream file(partial, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    file.close();
     std::error_code error;
-    if (file) std::filesystem::rename(partial, path, error);
-    if (file && !error) return true;
-    std::filesystem::remove(partial, error);
-    return false;
+    if (!overwrite && std::filesystem::exists(path, error)) return "it exists; -y writes over it";
+    std::filesystem::path partial = path;
+    partial += "." + std::to_string(ProcessNumber()) + ".part";
+    errno = 0;
+    std::FILE* const file = OpenForWriting(partial);
+    bool written = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    int code = errno;
+    if (file != nullptr && std::fclose(file) != 0 && written) {
+        written = false;
+        code = errno;
+    }
+    if (written && !Interrupted()) {
+        std::filesystem::rename(partial, path, error);
+        if (!error) return {};
+        code = error.value();
+    }
+    std::error_code ignored;
+    std::filesystem::remove(partial, ignored);
+    if (Interrupted()) return "interrupted";
+    return "it cannot be written: " +
+           (error ? error.message() : std::generic_category().message(code != 0 ? code : EIO));
 }
 }  // namespace talv

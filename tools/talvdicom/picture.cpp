@@ -1,24 +1,12 @@
 #include "tools/talvdicom/picture.h"
 
 #include <algorithm>
-#include <cmath>
 
-#include "filter/frame_source.h"
 #include "raster/convert.h"
 #include "raster/palette.h"
-#include "raster/remap.h"
-#include "tools/talvdicom/opened_file.h"
 
 namespace talv {
 namespace {
-constexpr uint32_t kTagPhotometric = 0x00280004;
-constexpr uint32_t kTagWindowCenter = 0x00281050;
-constexpr uint32_t kTagWindowWidth = 0x00281051;
-constexpr uint32_t kTagRescaleIntercept = 0x00281052;
-constexpr uint32_t kTagRescaleSlope = 0x00281053;
-constexpr uint32_t kTagModalityTables = 0x00283000;
-constexpr uint32_t kTagVoiTables = 0x00283010;
-
 bool IsGrey(const PaletteEntry* palette, uint32_t count)
 {
     return std::all_of(palette, palette + count,
@@ -68,27 +56,55 @@ bool DrawIndices(ImageBitmap* bitmap, Picture* picture)
     });
 }
 
-bool MakeLevels(ImageBitmap* bitmap, GreyView* view)
+/// Calls `put(pixel number, stored value)` for every pixel of a 16-bit grey bitmap.
+template <class Put>
+bool EachStored(ImageBitmap* bitmap, const GreyView& view, Put put)
 {
-    if (view->ownWindow || bitmap->lut == nullptr) {
-        const int32_t status = RemapWindow(bitmap, view->center, view->width, view->invert, kRemapLut);
-        if (status < 0) return false;
+    const BitWindow bits = GetBitWindow(16, 16, bitmap->lowBit, bitmap->highBit);
+    const uint16_t signBit = SignBit(*bitmap);
+    std::vector<uint8_t> row(bitmap->bytesPerLine);
+    size_t pixel = 0;
+    for (int32_t y = 0; y < bitmap->height; ++y) {
+        const int32_t got = GetBitmapRow(bitmap, row.data(), y, bitmap->bytesPerLine);
+        if (got != static_cast<int32_t>(bitmap->bytesPerLine)) return false;
+        for (int32_t x = 0; x < bitmap->width; ++x)
+            put(pixel++,
+                StoredSample(&row[2 * static_cast<size_t>(x)], view, signBit) >> bits.shift & bits.mask);
     }
-    view->levels.resize(bitmap->lutLength);
-    for (size_t i = 0; i < view->levels.size(); ++i) view->levels[i] = bitmap->lut[i].green;
     return true;
 }
 
-bool DrawGreyLevels(ImageBitmap* bitmap, GreyView* view, Picture* picture)
+bool DrawDeepGrey(ImageBitmap* bitmap, GreyView* view, bool sixteenBits, Picture* picture)
 {
     const BitWindow bits = GetBitWindow(16, 16, bitmap->lowBit, bitmap->highBit);
+    const size_t count = size_t(bitmap->width) * size_t(bitmap->height);
+    if (view->storedValues) {
+        if (!sixteenBits) return false;
+    } else {
+        if (view->levels.empty() && !MakeLevels(bitmap, view)) return false;
+        if (view->levels.size() != size_t{bits.mask} + 1) return false;
+    }
+    if (sixteenBits) {
+        picture->deep.resize(count);
+        return EachStored(bitmap, *view, [&](size_t pixel, uint32_t stored) {
+            picture->deep[pixel] = view->storedValues ? static_cast<uint16_t>(stored) : view->levels[stored];
+        });
+    }
+    picture->pixels.resize(count);
+    std::vector<uint8_t> bytes(view->levels.size());
+    std::transform(view->levels.begin(), view->levels.end(), bytes.begin(),
+                   [](uint16_t level) { return static_cast<uint8_t>((level + 128) / 257); });
+    return EachStored(bitmap, *view,
+                      [&](size_t pixel, uint32_t stored) { picture->pixels[pixel] = bytes[stored]; });
+}
+
+/// 8-bit grey through a window of the user's own.
+bool DrawWindowedBytes(ImageBitmap* bitmap, GreyView* view, Picture* picture)
+{
     if (view->levels.empty() && !MakeLevels(bitmap, view)) return false;
-    if (view->levels.size() != size_t{bits.mask} + 1) return false;
     return DrawRows(bitmap, picture, [&](const uint8_t* row, uint8_t* out) {
-        for (int32_t x = 0; x < bitmap->width; ++x) {
-            const uint32_t stored = row[2 * x] | uint32_t{row[2 * x + 1]} << 8;
-            out[x] = view->levels[stored >> bits.shift & bits.mask];
-        }
+        for (int32_t x = 0; x < bitmap->width; ++x)
+            out[x] = static_cast<uint8_t>((view->levels[row[x]] + 128) / 257);
     });
 }
 
@@ -107,42 +123,19 @@ bool DrawColours(ImageBitmap* bitmap, Picture* picture)
 }
 }  // namespace
 
-GreyView ChooseView(const FrameSource& source)
-{
-    DicomDataSet* dataSet = source.dataSet;
-    const auto has = [&](uint32_t tag) { return dataSet->FindFirstElement(nullptr, tag, true) != nullptr; };
-    const auto number = [&](uint32_t tag, double* value) {
-        return TagReal(dataSet, tag, value) && std::isfinite(*value);
-    };
-    double center = 0, width = 0, slope = 1, intercept = 0;
-    const bool hasWindow = number(kTagWindowCenter, &center) && number(kTagWindowWidth, &width) && width >= 1;
-    GreyView view;
-    view.ownWindow = !hasWindow && !has(kTagModalityTables) && !has(kTagVoiTables);
-    if (!view.ownWindow) return view;
-
-    if (!number(kTagRescaleSlope, &slope) || !number(kTagRescaleIntercept, &intercept) || slope == 0)
-        slope = 1, intercept = 0;
-    const double one = source.minPixelValue * slope + intercept;
-    const double other = source.maxPixelValue * slope + intercept;
-    // Black at center - 0.5 - (width - 1) / 2 and below, white from center - 0.5 + (width - 1) / 2 on.
-    view.center = (one + other) / 2 + 0.5;
-    view.width = std::abs(other - one) + 1;
-    const std::string photometric = TagText(dataSet, kTagPhotometric);
-    view.invert = photometric.empty() || photometric == "MONOCHROME1";
-    return view;
-}
-
-bool DrawBitmap(ImageBitmap* bitmap, GreyView* view, Picture* picture)
+bool DrawBitmap(ImageBitmap* bitmap, GreyView* view, bool sixteenBits, Picture* picture)
 {
     *picture = {};
     picture->width = bitmap->width;
     picture->height = bitmap->height;
     switch (bitmap->bitsPerPixel) {
-        case 1:
         case 8:
+            if (!view->fromBitmap) return DrawWindowedBytes(bitmap, view, picture);
+            [[fallthrough]];
+        case 1:
             return DrawIndices(bitmap, picture);
         case 16:
-            return bitmap->colorOrder == kOrderGrey && DrawGreyLevels(bitmap, view, picture);
+            return bitmap->colorOrder == kOrderGrey && DrawDeepGrey(bitmap, view, sixteenBits, picture);
         case 24:
         case 32:
             return DrawColours(bitmap, picture);

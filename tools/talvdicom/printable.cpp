@@ -1,5 +1,6 @@
 #include "tools/talvdicom/printable.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace talv {
@@ -46,6 +47,17 @@ std::string PrintableText(std::string_view text)
             printable += text.substr(start, position - start);
     }
     return printable;
+}
+
+std::string PrintableLines(std::string_view text)
+{
+    std::string lines;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        lines += PrintableText(text.substr(0, end)) + '\n';
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
 }
 
 std::string CutText(std::string text, size_t characters)

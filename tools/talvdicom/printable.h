@@ -8,6 +8,9 @@ namespace talv {
 /// whole text is valid UTF-8.
 std::string PrintableText(std::string_view text);
 
+/// Likewise line by line.
+std::string PrintableLines(std::string_view text);
+
 /// The first `characters` characters of printable text, with "..." when there are more.
 std::string CutText(std::string text, size_t characters);
 }  // namespace talv

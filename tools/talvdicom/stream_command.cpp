@@ -1,91 +1,139 @@
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <numeric>
+#include <thread>
 
 #include "tools/talvdicom/commands.h"
+#include "tools/talvdicom/console.h"
 #include "tools/talvdicom/decoded_frame.h"
 #include "tools/talvdicom/opened_file.h"
+#include "tools/talvdicom/output.h"
 #include "tools/talvdicom/picture.h"
+#include "tools/talvdicom/player_lines.h"
+#include "tools/talvdicom/printable.h"
 #include "tools/talvdicom/progress.h"
+#include "tools/talvdicom/video_writer.h"
 
 namespace talv {
 namespace {
-constexpr int64_t kUnitsPerSecond = 10'000'000;
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::milliseconds kNap{50};  // a request to end is seen that soon
 
-/// Writes frames as YUV4MPEG2: grey ones as full-range luminance only, colour ones as 4:4:4.
-class Yuv4MpegWriter
+/// Lets one frame go every frame time.
+class Pacer
 {
   public:
-    /// False when standard output is closed.
-    bool WriteHeader(const Picture& first, int64_t frameTimeUnits)
+    explicit Pacer(int64_t frameTimeUnits)
+        : interval_(
+              std::chrono::duration_cast<Clock::duration>(std::chrono::nanoseconds(frameTimeUnits * 100))),
+          due_(Clock::now())
+    {}
+    void Wait()
     {
-        width_ = first.width;
-        height_ = first.height;
-        colour_ = first.channels == 3;
-        const int64_t divisor = std::gcd(kUnitsPerSecond, frameTimeUnits);
-        std::printf("YUV4MPEG2 W%d H%d F%lld:%lld Ip A1:1 %s\n", width_, height_,
-                    static_cast<long long>(kUnitsPerSecond / divisor),
-                    static_cast<long long>(frameTimeUnits / divisor),
-                    colour_ ? "C444" : "Cmono XCOLORRANGE=FULL");
-        return std::ferror(stdout) == 0;
-    }
-
-    bool Fits(const Picture& picture) const { return picture.width == width_ && picture.height == height_; }
-
-    /// False when standard output is closed.
-    bool WriteFrame(Picture* picture)
-    {
-        if (colour_) MakeColour(picture);
-        if (picture->channels == 3) ToPlanes(*picture);  // of a grey stream only the first plane is written
-        const std::vector<uint8_t>& bytes = picture->channels == 3 ? planes_ : picture->pixels;
-        const size_t count = size_t(width_) * size_t(height_) * (colour_ ? 3 : 1);
-        return std::fputs("FRAME\n", stdout) >= 0 && std::fwrite(bytes.data(), 1, count, stdout) == count;
+        const Clock::time_point now = Clock::now();
+        // A reader that made us wait shall not get the frames it missed in a burst.
+        if (now > due_ + interval_) due_ = now;
+        while (!Interrupted() && Clock::now() < due_)
+            std::this_thread::sleep_for(std::min<Clock::duration>(due_ - Clock::now(), kNap));
+        due_ += interval_;
     }
 
   private:
-    /// BT.601 in eight fraction bits: Y 16..235, Cb and Cr 16..240. White: (66 + 129 + 25) * 255 + 128 >> 8 =
-    /// 219.
-    void ToPlanes(const Picture& picture)
+    Clock::duration interval_;
+    Clock::time_point due_;
+};
+
+/// Forward, and with `sweep` back again without showing either end twice.
+std::vector<int64_t> OneRound(std::vector<int64_t> frames, bool sweep)
+{
+    if (!sweep || frames.size() < 3) return frames;
+    frames.insert(frames.end(), frames.rbegin() + 1, frames.rend() - 1);
+    return frames;
+}
+
+/// Decodes, draws and writes frames one after another.
+class ClipStream
+{
+  public:
+    ClipStream(OpenedFile* opened, const StreamOptions& options, GreyView* view)
+        : opened_(opened),
+          options_(options),
+          view_(view),
+          paced_(!options.maxSpeed && !OutputIsFile()),
+          pacer_(opened->timeline.frameTimeUnits)
+    {}
+
+    /// False, with the reason in `error` or without one when nobody reads any more, when there is nothing to
+    /// go on with.
+    bool WriteFrame(const std::string& file, int64_t frame, std::string* error)
     {
-        const size_t count = picture.pixels.size() / 3;
-        planes_.resize(count * 3);
-        const uint8_t* rgb = picture.pixels.data();
-        for (size_t i = 0; i < count; ++i, rgb += 3) {
-            const int r = rgb[0], g = rgb[1], b = rgb[2];
-            planes_[i] = static_cast<uint8_t>(16 + ((66 * r + 129 * g + 25 * b + 128) >> 8));
-            planes_[count + i] = static_cast<uint8_t>(128 + ((-38 * r - 74 * g + 112 * b + 128) >> 8));
-            planes_[2 * count + i] = static_cast<uint8_t>(128 + ((112 * r - 94 * g - 18 * b + 128) >> 8));
+        DecodedFrame decoded(opened_->source, frame);
+        const bool drawn =
+            decoded.Status() == kDicomOk &&
+            DrawBitmap(decoded.Bitmap(), view_, options_.format == VideoFormat::gray16le, &picture_);
+        if (!begun_) {
+            if (!drawn) {
+                *error = decoded.Status() != kDicomOk ? opened_->FrameRefusal(frame, decoded.Status())
+                                                      : FrameWords(frame) + ": no picture can be made of it";
+                return false;
+            }
+            begun_ = true;
+            if (!Begin(file, error)) return false;
         }
+        // A frame that cannot be shown repeats the one before, as in the player.
+        if (drawn && writer_.Fits(picture_)) std::swap(shown_, picture_);
+        if (paced_) pacer_.Wait();
+        return !Interrupted() && writer_.WriteFrame(&shown_);
     }
 
-    int32_t width_ = 0, height_ = 0;
-    bool colour_ = false;
-    std::vector<uint8_t> planes_;
+  private:
+    bool Begin(const std::string& file, std::string* error)
+    {
+        const VideoShape shape = {options_.format, picture_.width, picture_.height, picture_.channels == 3,
+                                  opened_->timeline.frameTimeUnits};
+        if (!options_.quiet) std::fputs(PrintableLines(PlayerLines(file, options_, shape)).c_str(), stderr);
+        if (OutputIsTerminal()) {
+            *error = "a terminal shows no video; pipe it on as in the lines above, or into a file";
+            return false;
+        }
+        return writer_.Begin(shape);
+    }
+
+    OpenedFile* opened_;
+    const StreamOptions& options_;
+    GreyView* view_;
+    bool paced_;
+    Pacer pacer_;
+    VideoWriter writer_;
+    Picture picture_, shown_;
+    bool begun_ = false;
 };
 }  // namespace
 
-int RunStream(const std::string& file)
+int RunStream(const std::string& file, const StreamOptions& options)
 {
     OpenedFile opened;
     if (!opened.OpenForFrames(file)) return Complain(file, opened.refusal);
-    GreyView view = ChooseView(opened.source);
-    const int64_t count = opened.FramesToDecode();
-    Progress progress("frame", count);
-    Yuv4MpegWriter writer;
-    Picture picture, shown;
-    for (int64_t frame = 0; frame < count; ++frame) {
-        DecodedFrame decoded(opened.source, frame);
-        const bool drawn = decoded.Status() == kDicomOk && DrawBitmap(decoded.Bitmap(), &view, &picture);
-        if (frame == 0) {
-            if (!drawn) return Complain(file, "no picture can be made of the first frame");
-            if (!writer.WriteHeader(picture, opened.timeline.frameTimeUnits)) return kDone;
+    const std::vector<int64_t> frames = SelectFrames(options.ranges, opened.FramesToDecode());
+    if (frames.empty())
+        return Complain(
+            file, "the chosen frames are not there: the file has " + std::to_string(opened.FramesToDecode()));
+    GreyView view;
+    std::string error;
+    const bool fine = options.format == VideoFormat::gray16le;
+    if (!MakeGreyView(&opened, options.window, fine, frames, &view, &error)) return Complain(file, error);
+
+    const std::vector<int64_t> round = OneRound(frames, options.sweep);
+    Progress progress("frame", static_cast<int64_t>(round.size()));
+    ClipStream stream(&opened, options, &view);
+    for (int64_t loop = 0; options.loops == 0 || loop < options.loops; ++loop)
+        for (size_t i = 0; i < round.size(); ++i) {
+            if (!stream.WriteFrame(file, round[i], &error)) {
+                progress.Clear();
+                return error.empty() ? kDone : Complain(file, error);
+            }
+            progress.Show(static_cast<int64_t>(i) + 1);
         }
-        // A frame that cannot be shown repeats the one before, as in the player.
-        if (drawn && writer.Fits(picture)) std::swap(shown, picture);
-        if (!writer.WriteFrame(&shown)) return kDone;  // whoever read the stream has had enough
-        progress.Show(frame + 1);
-    }
-    std::fflush(stdout);
     return kDone;
 }
 }  // namespace talv

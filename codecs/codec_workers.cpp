@@ -1,4 +1,4 @@
-#include "codecs/j2k/j2k_workers.h"
+#include "codecs/codec_workers.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,6 +9,21 @@
 namespace talv {
 namespace {
 constexpr unsigned kMaxThreads = 16;
+constexpr int kLooks = 1000;  // some 20 microseconds
+
+/// Looks for a moment whether what a thread waits for has come: the loops of a frame follow each other
+/// closely, and to fall asleep and be woken takes longer than most gaps.
+template <class Condition>
+bool ComesSoon(Condition condition)
+{
+    for (int i = 0; i < kLooks; ++i) {
+        if (condition()) return true;
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    }
+    return false;
+}
 
 unsigned WantedThreads(unsigned asked)
 {
@@ -21,9 +36,9 @@ unsigned WantedThreads(unsigned asked)
 }
 }  // namespace
 
-J2kWorkers::J2kWorkers(unsigned count) : count_(WantedThreads(count)) {}
+CodecWorkers::CodecWorkers(unsigned count) : count_(WantedThreads(count)) {}
 
-J2kWorkers::~J2kWorkers()
+CodecWorkers::~CodecWorkers()
 {
     {
         const std::lock_guard lock(mutex_);
@@ -33,7 +48,7 @@ J2kWorkers::~J2kWorkers()
     for (std::thread& thread : threads_) thread.join();
 }
 
-void J2kWorkers::Start()
+void CodecWorkers::Start()
 {
     started_ = true;
     try {
@@ -47,7 +62,7 @@ void J2kWorkers::Start()
     }
 }
 
-void J2kWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>& work)
+void CodecWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>& work)
 {
     if (count_ > 1 && count > 1 && !started_) Start();
     if (threads_.empty() || count < 2) {
@@ -64,26 +79,30 @@ void J2kWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>& 
     }
     wake_.notify_all();
     Drain(0);
+    if (ComesSoon([this] { return busy_ == 0; })) return;
     std::unique_lock lock(mutex_);
     done_.wait(lock, [this] { return busy_ == 0; });
 }
 
-void J2kWorkers::Drain(unsigned thread)
+void CodecWorkers::Drain(unsigned thread)
 {
     for (size_t i = next_++; i < workCount_; i = next_++) (*work_)(i, thread);
 }
 
-void J2kWorkers::Serve(unsigned thread)
+void CodecWorkers::Serve(unsigned thread)
 {
     unsigned seen = 0;
-    std::unique_lock lock(mutex_);
+    const auto called = [&] { return stop_ || generation_ != seen; };
     for (;;) {
-        wake_.wait(lock, [&] { return stop_ || generation_ != seen; });
-        if (stop_) return;
-        seen = generation_;
-        lock.unlock();
+        ComesSoon(called);
+        {
+            std::unique_lock lock(mutex_);
+            wake_.wait(lock, called);
+            if (stop_) return;
+            seen = generation_;
+        }
         Drain(thread);
-        lock.lock();
+        const std::lock_guard lock(mutex_);
         if (--busy_ == 0) done_.notify_one();
     }
 }

@@ -11,15 +11,15 @@
 namespace talv {
 /// Threads that share loops of one decoding call. They start with the first loop worth sharing and have ended
 /// when the object is gone; where none can be started the caller does all the work.
-class J2kWorkers
+class CodecWorkers
 {
   public:
     /// `count` threads in all, the calling one included; 0 for one a processor. The environment variable
     /// FLT_THREADS sets the number where 0 is asked for.
-    explicit J2kWorkers(unsigned count);
-    ~J2kWorkers();
-    J2kWorkers(const J2kWorkers&) = delete;
-    J2kWorkers& operator=(const J2kWorkers&) = delete;
+    explicit CodecWorkers(unsigned count);
+    ~CodecWorkers();
+    CodecWorkers(const CodecWorkers&) = delete;
+    CodecWorkers& operator=(const CodecWorkers&) = delete;
 
     /// Threads a loop may use, at least 1; thread numbers stay below it.
     unsigned Count() const { return count_; }
@@ -42,7 +42,8 @@ class J2kWorkers
     const std::function<void(size_t, unsigned)>* work_ = nullptr;
     size_t workCount_ = 0;
     std::atomic<size_t> next_{0};
-    unsigned generation_ = 0, busy_ = 0;
-    bool stop_ = false;
+    // Written under the mutex, read without it by those who look for a moment before they wait.
+    std::atomic<unsigned> generation_{0}, busy_{0};
+    std::atomic<bool> stop_{false};
 };
 }  // namespace talv

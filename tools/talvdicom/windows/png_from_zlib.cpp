@@ -1,8 +1,8 @@
-#include "tools/talvdicom/png_writer.h"
-
 #include <zlib.h>
 
 #include <new>
+
+#include "tools/talvdicom/png_writer.h"
 
 namespace talv {
 namespace {
@@ -28,7 +28,7 @@ std::vector<uint8_t> Header(const Picture& picture)
     std::vector<uint8_t> header;
     PutBig32(static_cast<uint32_t>(picture.width), &header);
     PutBig32(static_cast<uint32_t>(picture.height), &header);
-    const uint8_t depth = picture.bilevel ? 1 : 8;
+    const uint8_t depth = !picture.deep.empty() ? 16 : picture.bilevel ? 1 : 8;
     const uint8_t colourType = picture.channels == 3 ? 2 : 0;
     header.insert(header.end(), {depth, colourType, 0, 0, 0});
     return header;
@@ -40,6 +40,12 @@ std::vector<uint8_t> Rows(const Picture& picture)
     const size_t rowBytes = size_t(picture.width) * size_t(picture.channels);
     std::vector<uint8_t> rows;
     rows.reserve((rowBytes + 1) * size_t(picture.height));
+    for (size_t i = 0; i < picture.deep.size(); ++i) {
+        if (i % rowBytes == 0) rows.push_back(0);
+        rows.push_back(static_cast<uint8_t>(picture.deep[i] >> 8));
+        rows.push_back(static_cast<uint8_t>(picture.deep[i]));
+    }
+    if (!picture.deep.empty()) return rows;
     for (int32_t y = 0; y < picture.height; ++y) {
         const uint8_t* row = picture.pixels.data() + size_t(y) * rowBytes;
         rows.push_back(0);
