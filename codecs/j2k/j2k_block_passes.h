@@ -49,31 +49,61 @@ struct Plane
     uint32_t Half() const { return One() >> 1; }
 };
 
-/// One word of the maps and what belongs to it.
-struct Group
+/// The words of the maps one after the other, each with what belongs to it. (Not a loop that calls back: the
+/// arithmetic decoder of a pass must stay in registers.)
+class Groups
 {
+  public:
+    explicit Groups(const J2kBlockMemory& block)
+        : significant(block.significant),
+          visited(block.visited),
+          refined(block.refined),
+          columns(block.columns),
+          samples(block.samples),
+          block_(block)
+    {
+        SetValid();
+    }
+
+    bool Left() const { return stripe_ < block_.stripes; }
+
+    void Next()
+    {
+        Step(1, 16);
+        samples += 64;
+        if (++group_ == block_.groups) {
+            group_ = 0;
+            ++stripe_;
+            Step(block_.mapStride - block_.groups, block_.columnStride - 16 * block_.groups);
+        }
+        SetValid();
+    }
+
     uint64_t* significant;
     uint64_t* visited;
     uint64_t* refined;
     J2kColumn* columns;
     uint32_t* samples;
     uint64_t valid;  ///< the coefficients that exist
-};
 
-template <class Visit>
-inline void ForEachGroup(const J2kBlockMemory& b, Visit visit)
-{
-    uint32_t* samples = b.samples;
-    for (int stripe = 0; stripe < b.stripes; ++stripe) {
-        const uint64_t rows = stripe + 1 == b.stripes ? b.lastRows : ~uint64_t{0};
-        const ptrdiff_t map = stripe * b.mapStride, column = stripe * b.columnStride;
-        for (int g = 0; g < b.groups; ++g, samples += 64) {
-            const uint64_t valid = g + 1 == b.groups ? rows & b.lastColumns : rows;
-            visit(Group{b.significant + map + g, b.visited + map + g, b.refined + map + g,
-                        b.columns + column + 16 * g, samples, valid});
-        }
+  private:
+    void Step(ptrdiff_t words, ptrdiff_t columnWords)
+    {
+        significant += words;
+        visited += words;
+        refined += words;
+        columns += columnWords;
     }
-}
+
+    void SetValid()
+    {
+        valid = stripe_ + 1 == block_.stripes ? block_.lastRows : ~uint64_t{0};
+        if (group_ + 1 == block_.groups) valid &= block_.lastColumns;
+    }
+
+    const J2kBlockMemory& block_;
+    int stripe_ = 0, group_ = 0;
+};
 
 /// Columns left and right of those of a word.
 inline uint64_t Sides(const uint64_t* map)
@@ -134,31 +164,30 @@ template <bool causal, bool raw>
     const uint8_t* zero = plane.zero;
     const uint32_t magnitude = plane.One() | plane.Half();
     const ptrdiff_t mapStride = plane.block.mapStride, columnStride = plane.block.columnStride;
-    ForEachGroup(
-        plane.block, [&](const Group& group) __attribute__((always_inline)) {
-            uint64_t significant = *group.significant;
-            uint64_t todo = Contested<causal>(group.significant, mapStride) & ~significant & group.valid;
-            uint64_t visited = todo;
-            while (todo != 0) {
-                const auto i = static_cast<unsigned>(std::countr_zero(todo));
-                todo &= todo - 1;
-                const unsigned row = i & 3;
-                J2kColumn* column = group.columns + (i >> 2);
-                const J2kColumn around = *column >> 3 * row;
-                const uint32_t bit = raw ? coder.bits.Bit() : mq.Decode(&contexts[zero[around & 0x1FF]]);
-                if (bit == 0) [[likely]]
-                    continue;
-                const uint32_t negative = raw ? coder.bits.Bit() : DecodeSign(mq, contexts, around);
-                group.samples[i] = magnitude | negative << 31;
-                MarkSignificant<causal>(column, columnStride, row, negative);
-                significant |= uint64_t{1} << i;
-                const uint64_t fresh = kAhead[row] << i & ~significant & group.valid;
-                todo |= fresh;
-                visited |= fresh;
-            }
-            *group.significant = significant;
-            *group.visited = visited;
-        });
+    for (Groups group(plane.block); group.Left(); group.Next()) {
+        uint64_t significant = *group.significant;
+        uint64_t todo = Contested<causal>(group.significant, mapStride) & ~significant & group.valid;
+        uint64_t visited = todo;
+        while (todo != 0) {
+            const auto i = static_cast<unsigned>(std::countr_zero(todo));
+            todo &= todo - 1;
+            const unsigned row = i & 3;
+            J2kColumn* column = group.columns + (i >> 2);
+            const J2kColumn around = *column >> 3 * row;
+            const uint32_t bit = raw ? coder.bits.Bit() : mq.Decode(&contexts[zero[around & 0x1FF]]);
+            if (bit == 0) [[likely]]
+                continue;
+            const uint32_t negative = raw ? coder.bits.Bit() : DecodeSign(mq, contexts, around);
+            group.samples[i] = magnitude | negative << 31;
+            MarkSignificant<causal>(column, columnStride, row, negative);
+            significant |= uint64_t{1} << i;
+            const uint64_t fresh = kAhead[row] << i & ~significant & group.valid;
+            todo |= fresh;
+            visited |= fresh;
+        }
+        *group.significant = significant;
+        *group.visited = visited;
+    }
     coder.mq = mq;
 }
 
@@ -170,32 +199,29 @@ template <bool causal, bool raw>
     // The half bit set by the plane before goes, the bit and the half below it come.
     const uint32_t change[2] = {plane.Half() - plane.One(), plane.Half()};
     const ptrdiff_t mapStride = plane.block.mapStride;
-    ForEachGroup(
-        plane.block, [&](const Group& group) __attribute__((always_inline)) {
-            uint64_t todo = *group.significant & ~*group.visited;
-            if (todo == 0) return;
-            const uint64_t later = *group.refined;
-            uint32_t* samples = group.samples;
-            if (raw) {
-                for (; todo != 0; todo &= todo - 1)
-                    samples[std::countr_zero(todo)] += change[coder.bits.Bit()];
-            } else if ((todo & ~later) == 0) {
-                // All refined before: one context, kept in a register.
-                MqContext context = contexts[2];
-                for (; todo != 0; todo &= todo - 1)
-                    samples[std::countr_zero(todo)] += change[mq.Decode(&context)];
-                contexts[2] = context;
-                return;
-            } else {
-                *group.refined = later | todo;
-                const uint64_t contested = Contested<causal>(group.significant, mapStride) & ~later;
-                for (; todo != 0; todo &= todo - 1) {
-                    const auto i = static_cast<unsigned>(std::countr_zero(todo));
-                    const auto context = (later >> i & 1) << 1 | (contested >> i & 1);
-                    samples[i] += change[mq.Decode(&contexts[context])];
-                }
+    for (Groups group(plane.block); group.Left(); group.Next()) {
+        uint64_t todo = *group.significant & ~*group.visited;
+        if (todo == 0) continue;
+        const uint64_t later = *group.refined;
+        uint32_t* samples = group.samples;
+        if (raw) {
+            for (; todo != 0; todo &= todo - 1) samples[std::countr_zero(todo)] += change[coder.bits.Bit()];
+        } else if ((todo & ~later) == 0) {
+            // All refined before: one context, kept in a register.
+            MqContext context = contexts[2];
+            for (; todo != 0; todo &= todo - 1)
+                samples[std::countr_zero(todo)] += change[mq.Decode(&context)];
+            contexts[2] = context;
+        } else {
+            *group.refined = later | todo;
+            const uint64_t contested = Contested<causal>(group.significant, mapStride) & ~later;
+            for (; todo != 0; todo &= todo - 1) {
+                const auto i = static_cast<unsigned>(std::countr_zero(todo));
+                const auto context = (later >> i & 1) << 1 | (contested >> i & 1);
+                samples[i] += change[mq.Decode(&contexts[context])];
             }
-        });
+        }
+    }
     coder.mq = mq;
 }
 
@@ -207,45 +233,43 @@ template <bool causal>
     const uint8_t* zero = plane.zero;
     const uint32_t magnitude = plane.One() | plane.Half();
     const ptrdiff_t mapStride = plane.block.mapStride, columnStride = plane.block.columnStride;
-    ForEachGroup(
-        plane.block, [&](const Group& group) __attribute__((always_inline)) {
-            uint64_t significant = *group.significant;
-            uint64_t todo = ~(significant | *group.visited) & group.valid;
-            if (todo == 0) return;
-            // Columns of four without any neighbour: run-length mode, entered at their first row.
-            const uint64_t around =
-                Contested<causal>(group.significant, mapStride) | significant | ~group.valid;
-            uint64_t runs = ~(around | around >> 1);
-            runs &= runs >> 2 & kFirstRows;
-            todo &= ~(runs * 0xE);
-            if (todo == runs && mq.PassZeros(contexts[kContextRun], std::popcount(runs))) return;
-            do {
-                auto i = static_cast<unsigned>(std::countr_zero(todo));
-                todo &= todo - 1;
-                J2kColumn* column = group.columns + (i >> 2);
-                J2kColumn around1;
-                if ((runs >> i & 1) != 0) {
-                    if (mq.DecodeLikely(&contexts[kContextRun]) == 0) continue;
-                    uint32_t run = mq.Decode(&contexts[kContextUniform]);
-                    run = run << 1 | mq.Decode(&contexts[kContextUniform]);
-                    todo |= (uint64_t{0xE} << run & 0xE) << i;
-                    i += run;
-                    around1 = *column >> 3 * run;
-                } else {
-                    around1 = *column >> 3 * (i & 3);
-                    if (mq.Decode(&contexts[zero[around1 & 0x1FF]]) == 0) continue;
-                }
-                const uint32_t negative = DecodeSign(mq, contexts, around1);
-                group.samples[i] = magnitude | negative << 31;
-                MarkSignificant<causal>(column, columnStride, i & 3, negative);
-                significant |= uint64_t{1} << i;
-                // The next column has a neighbour now.
-                const uint64_t next = runs & uint64_t{0x10} << (i & 60);
-                runs ^= next;
-                todo |= next * 0xF;
-            } while (todo != 0);
-            *group.significant = significant;
-        });
+    for (Groups group(plane.block); group.Left(); group.Next()) {
+        uint64_t significant = *group.significant;
+        uint64_t todo = ~(significant | *group.visited) & group.valid;
+        if (todo == 0) continue;
+        // Columns of four without any neighbour: run-length mode, entered at their first row.
+        const uint64_t around = Contested<causal>(group.significant, mapStride) | significant | ~group.valid;
+        uint64_t runs = ~(around | around >> 1);
+        runs &= runs >> 2 & kFirstRows;
+        todo &= ~(runs * 0xE);
+        if (todo == runs && mq.PassZeros(contexts[kContextRun], std::popcount(runs))) continue;
+        do {
+            auto i = static_cast<unsigned>(std::countr_zero(todo));
+            todo &= todo - 1;
+            J2kColumn* column = group.columns + (i >> 2);
+            J2kColumn around1;
+            if ((runs >> i & 1) != 0) {
+                if (mq.DecodeLikely(&contexts[kContextRun]) == 0) continue;
+                uint32_t run = mq.Decode(&contexts[kContextUniform]);
+                run = run << 1 | mq.Decode(&contexts[kContextUniform]);
+                todo |= (uint64_t{0xE} << run & 0xE) << i;
+                i += run;
+                around1 = *column >> 3 * run;
+            } else {
+                around1 = *column >> 3 * (i & 3);
+                if (mq.Decode(&contexts[zero[around1 & 0x1FF]]) == 0) continue;
+            }
+            const uint32_t negative = DecodeSign(mq, contexts, around1);
+            group.samples[i] = magnitude | negative << 31;
+            MarkSignificant<causal>(column, columnStride, i & 3, negative);
+            significant |= uint64_t{1} << i;
+            // The next column has a neighbour now.
+            const uint64_t next = runs & uint64_t{0x10} << (i & 60);
+            runs ^= next;
+            todo |= next * 0xF;
+        } while (todo != 0);
+        *group.significant = significant;
+    }
     if (segmentSymbols) {
         for (int i = 0; i < 4; ++i) mq.Decode(&contexts[kContextUniform]);
     }

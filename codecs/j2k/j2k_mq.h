@@ -103,21 +103,21 @@ class MqDecoder
 
     /// Starts a codeword segment. A byte that is not 0xFF lies before `data`, two bytes 0xFF and
     /// `kMqPadding` bytes in all behind its end.
-    explicit MqDecoder(const uint8_t* data) : supply_(RefillMqBytes({data, 0, -15}))
+    explicit MqDecoder(const uint8_t* data) : interval_(MqWord{0x8000} << kMqBelow)
     {
-        interval_ = MqWord{0x8000} << kMqBelow;
+        Take(RefillMqBytes({data, 0, -15}));
     }
 
     uint32_t Decode(MqContext* context)
     {
-        MqStep step{interval_, supply_.code, *context};
+        MqStep step{interval_, code_, *context};
         const uint32_t bit = step.Take();
         *context = step.context;
         const int shift = std::countl_zero(step.interval);
         interval_ = step.interval << shift;
-        supply_.code = step.code << shift;
-        supply_.ahead -= shift;
-        if (supply_.ahead < 0) [[unlikely]]
+        code_ = step.code << shift;
+        ahead_ -= shift;
+        if (ahead_ < 0) [[unlikely]]
             Refill();
         return bit;
     }
@@ -128,9 +128,9 @@ class MqDecoder
         const MqContext state = *context;
         const MqWord qe = state & kMqQeMask;
         const MqWord upper = interval_ - qe;
-        if (supply_.code >= qe && upper >> (kMqBelow + 15) != 0) [[likely]] {
+        if (code_ >= qe && upper >> (kMqBelow + 15) != 0) [[likely]] {
             interval_ = upper;
-            supply_.code -= qe;
+            code_ -= qe;
             return static_cast<uint32_t>(state & 1);
         }
         return Decode(context);
@@ -142,9 +142,9 @@ class MqDecoder
     {
         const MqWord taken = (context >> kMqBelow) * static_cast<unsigned>(count);
         const MqWord spare = (interval_ >> kMqBelow) - 0x8000;
-        if (taken > spare || taken > supply_.code >> kMqBelow || (context & 1) != 0) return false;
+        if (taken > spare || taken > code_ >> kMqBelow || (context & 1) != 0) return false;
         interval_ -= taken << kMqBelow;
-        supply_.code -= taken << kMqBelow;
+        code_ -= taken << kMqBelow;
         return true;
     }
 
@@ -154,20 +154,29 @@ class MqDecoder
         // Half a register at once unless a byte, or the one before, asks for bit stuffing.
         constexpr int kBytes = sizeof(MqWord) / 2;
         MqWord word = 0, inverse = 0;
-        for (int i = 0; i < kBytes; ++i) word = word << 8 | supply_.next[i];
+        for (int i = 0; i < kBytes; ++i) word = word << 8 | next_[i];
         constexpr MqWord kLow = (MqWord{1} << 8 * kBytes) / 255;  // bit 0 of each byte
         inverse = ~word & ((MqWord{1} << 8 * kBytes) - 1);
-        if (((inverse - kLow) & word & (kLow << 7)) == 0 && supply_.next[-1] != 0xFF) {
-            supply_.ahead += 8 * kBytes;
-            supply_.code += word << (kMqBelow - supply_.ahead);
-            supply_.next += kBytes;
+        if (((inverse - kLow) & word & (kLow << 7)) == 0 && next_[-1] != 0xFF) {
+            ahead_ += 8 * kBytes;
+            code_ += word << (kMqBelow - ahead_);
+            next_ += kBytes;
             return;
         }
-        supply_ = RefillMqBytes(supply_);
+        Take(RefillMqBytes({next_, code_, ahead_}));
     }
 
-    MqWord interval_ = 0;
-    MqSupply supply_{};
+    void Take(const MqSupply& supply)
+    {
+        next_ = supply.next;
+        code_ = supply.code;
+        ahead_ = supply.ahead;
+    }
+
+    // Not as one MqSupply: a call that returned into it would keep them all in memory.
+    MqWord interval_ = 0, code_ = 0;
+    const uint8_t* next_ = nullptr;
+    int ahead_ = 0;
 };
 
 /// Bytes that must lie behind a segment for the decoder to read ahead: two of 0xFF and any others.

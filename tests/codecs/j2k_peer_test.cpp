@@ -319,6 +319,7 @@ TEST(J2kPeer, ProgressionThatLeavesOutTheHighestResolutionEqualsAStreamCutBefore
     for (int i = 0; i < 3; ++i) part = std::search(part + 1, cut.end(), std::begin(mark), std::end(mark));
     ASSERT_NE(part, cut.end());
     cut.erase(part, cut.end());
+    cut.insert(cut.end(), {0xFF, 0xD9});
     Compare(cut, 0, "cut before its third tile-part");
 
     parameters = DefaultPeerParameters(frame);
