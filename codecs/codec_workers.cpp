@@ -40,6 +40,7 @@ CodecWorkers::CodecWorkers(unsigned count) : count_(WantedThreads(count)) {}
 
 CodecWorkers::~CodecWorkers()
 {
+    if (threads_.empty()) return;  // a first lock may need memory, and there may be none
     {
         const std::lock_guard lock(mutex_);
         stop_ = true;
@@ -53,6 +54,7 @@ void CodecWorkers::Start()
     started_ = true;
     try {
         threads_.reserve(count_ - 1);
+        const std::lock_guard ready(mutex_);  // the first lock may fail, later ones do not
         while (threads_.size() + 1 < count_) {
             const auto number = static_cast<unsigned>(threads_.size() + 1);
             threads_.emplace_back([this, number] { Serve(number); });

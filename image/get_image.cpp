@@ -118,7 +118,7 @@ DicomStatus FrameJob::PlaceFrame()
     frame_ = buffer_.get();
     if (frame_ == nullptr) return kDicomNoMemory;
     // What lies behind the bytes that every frame fills.
-    const size_t filled = std::min<uint64_t>(layout_.frameBytes, description().frameSize);
+    const auto filled = static_cast<size_t>(std::min<uint64_t>(layout_.frameBytes, description().frameSize));
     if (!layout_.fromCodec) std::memset(frame_ + filled, 0, bytes - filled);
     return kDicomOk;
 }

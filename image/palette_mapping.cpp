@@ -30,6 +30,7 @@ DicomStatus PaletteMapping::Build(const ImageDescription& description)
 
     const bool indexed = count_ <= 256;
     for (int i = 0; i < 3; ++i) {
+        channels[i]->levels.clear();  // an attempt before may have lacked memory
         channels[i]->first = tables[i]->firstMapped;
         channels[i]->count = static_cast<uint32_t>(tables[i]->entries.size());
         for (uint16_t entry : tables[i]->entries) {

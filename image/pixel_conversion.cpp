@@ -60,6 +60,14 @@ bool IsPackedBits(const PixelLayout& layout)
     return layout.pixelStride == 0 && layout.bitsAllocated == 1;
 }
 
+/// True for a table of 256 places that maps every sample to itself, as palettes of 256 entries do.
+bool IsIdentity(const std::vector<uint8_t>& table)
+{
+    for (size_t raw = 0; raw < table.size(); ++raw)
+        if (table[raw] != raw) return false;
+    return table.size() == 256;
+}
+
 /// Calls store(x, sample) for the first sample of every pixel.
 template <class Store>
 void ForEachSample(const PixelLayout& layout, const uint8_t* source, Store store)
@@ -194,13 +202,17 @@ void ConvertPaletteIndices(const PixelLayout& layout, const PaletteMapping& mapp
                            const std::vector<uint8_t>& table, const uint8_t* frame, BitmapRowWriter* rows)
 {
     const uint32_t zero = ZeroValue(layout);
+    const bool asStored = layout.pixelStride == 1 && IsIdentity(table);
     ForEachRow(layout, frame, layout.columns, rows, [&](const uint8_t* source, uint8_t* target) {
-        if (!table.empty() && !IsPackedBits(layout))
+        if (asStored) {
+            if (target != source) std::memmove(target, source, layout.columns);
+        } else if (!table.empty() && !IsPackedBits(layout)) {
             ForEachWord(layout, source, [&](uint32_t x, uint32_t raw) { target[x] = table[raw]; });
-        else
+        } else {
             ForEachSample(layout, source, [&](uint32_t x, uint32_t raw) {
                 target[x] = mapping.IndexOf(layout.ValueOf(raw), zero);
             });
+        }
     });
 }
 

@@ -49,23 +49,23 @@ size_t ThumbnailEnd(const JpegDecoder& d, size_t at)
     return d.length - at - 3 < bytes ? 0 : at + 3 + bytes;
 }
 
-/// The additional tables: DQT, DHT and DRI segments as in a JPEG stream.
-int32_t ReadAdditionalTables(JpegDecoder* d, size_t* at)
+/// The additional tables: DQT, DHT and DRI segments as in a JPEG stream, up to `end` at most. Inverted
+/// entropy coded data may look like one of them.
+int32_t ReadAdditionalTables(JpegDecoder* d, size_t* at, size_t end)
 {
-    while (d->length - *at >= 4 && d->source[*at] == 0xFF) {
+    while (end - *at >= 4 && d->source[*at] == 0xFF) {
         const uint8_t* p = d->source + *at;
+        if (p[1] != 0xDB && p[1] != 0xC4 && p[1] != 0xDD) break;
         const size_t size = static_cast<size_t>(p[2]) << 8 | p[3];
-        if (size < 2 || size > d->length - *at - 2) return kCodecUnsupported;
+        if (size < 2 || size > end - *at - 2) return kCodecUnsupported;
         const int64_t payload = static_cast<int64_t>(size) - 2;
         int32_t status = 0;
         if (p[1] == 0xDB)
             status = ReadQuantTables(d, p + 4, payload);
         else if (p[1] == 0xC4)
             status = ReadHuffmanTables(d, p + 4, payload);
-        else if (p[1] == 0xDD && payload >= 2)
+        else if (payload >= 2)
             d->restartInterval = p[4] << 8 | p[5];
-        else
-            break;
         if (status < 0) return status;
         *at += 2 + size;
     }
@@ -156,14 +156,17 @@ int32_t ReadCmpHeader(JpegDecoder* d)
     d->process = (options & 4) != 0 ? Process::progressive : Process::sequential;
     d->declaredPrecision = d->precision = 8;
     d->sawFrame = true;
-    if ((options & 8) != 0)
-        if (int32_t status = ReadAdditionalTables(d, &at); status < 0) return status;
+    const size_t payload = extended ? Le32(p + kCmpHeaderBytes + 10) : at;
+    if ((options & 8) != 0) {
+        const size_t end = payload > at && payload <= d->length ? payload : d->length;
+        if (int32_t status = ReadAdditionalTables(d, &at, end); status < 0) return status;
+    }
     if (Le16(p + 7) != 0 && Le16(p + 9) != 0) {
         d->densityUnit = 1;
         d->densityX = Le16(p + 7);
         d->densityY = Le16(p + 9);
     }
-    RevertPayload(d, extended ? Le32(p + kCmpHeaderBytes + 10) : at);
+    RevertPayload(d, payload);
     d->position = at;
     if (d->process == Process::progressive) {
         const int32_t found = ReadMarkers(d);

@@ -35,7 +35,7 @@ bool DecodeContinuation(JpegDecoder* d, const RowTable& rows)
 bool DecodeSecondImage(const JpegDecoder& first, const RowTable& rows)
 {
     if (first.End() - first.source < 2) return false;
-    auto second = std::make_unique<JpegDecoder>();
+    auto second = std::make_unique_for_overwrite<JpegDecoder>();
     size_t position = first.position;
     const uint8_t* end = first.End();
     const uint8_t* at = first.source + position;

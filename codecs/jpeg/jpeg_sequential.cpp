@@ -1,3 +1,6 @@
+#include <atomic>
+#include <thread>
+
 #include "codecs/jpeg/block_coding.h"
 #include "codecs/jpeg/block_queue.h"
 
@@ -143,27 +146,33 @@ BitReader DecodeIntervals(const JpegDecoder& d, const McuLayout& layout, size_t 
     return decoder.reader;
 }
 
-/// Threads share the intervals and then the rows.
+/// Threads share the intervals and then the rows. One loop holds both, so that they need not be called
+/// together twice: parts are taken in order, and whoever comes to a strip of rows waits for the intervals
+/// still at work.
 template <typename Sample>
 void DecodeShared(JpegDecoder* d, const McuLayout& layout)
 {
     constexpr size_t kPartsPerThread = 4;
     constexpr int32_t kStripRows = 32;
-    const size_t parts = std::min(d->intervals.size(), kPartsPerThread * d->workers->Count());
+    const size_t intervals = d->intervals.size();
+    const size_t parts = std::min(intervals, kPartsPerThread * d->workers->Count());
+    const int32_t rows = std::min(d->height, d->rows.count);
+    const auto strips = static_cast<size_t>((rows + kStripRows - 1) / kStripRows);
+    std::atomic<size_t> decoded{0};
     BitReader last;
-    d->workers->Run(parts, [&](size_t part, unsigned) {
-        const size_t count = d->intervals.size();
-        const BitReader reader =
-            DecodeIntervals<Sample>(*d, layout, part * count / parts, (part + 1) * count / parts);
-        if (part == parts - 1) last = reader;
+    d->workers->Run(parts + strips, [&](size_t part, unsigned thread) {
+        if (part < parts) {
+            const BitReader reader =
+                DecodeIntervals<Sample>(*d, layout, part * intervals / parts, (part + 1) * intervals / parts);
+            if (part == parts - 1) last = reader;
+            decoded.fetch_add(1, std::memory_order_release);
+            return;
+        }
+        while (decoded.load(std::memory_order_acquire) < parts) std::this_thread::yield();
+        const auto begin = static_cast<int32_t>(part - parts) * kStripRows;
+        EmitRowRange(*d, static_cast<int>(thread), begin, std::min(rows, begin + kStripRows));
     });
     d->reader = last;
-    const int32_t rows = std::min(d->height, d->rows.count);
-    d->workers->Run(static_cast<size_t>((rows + kStripRows - 1) / kStripRows),
-                    [&](size_t strip, unsigned thread) {
-                        const auto begin = static_cast<int32_t>(strip) * kStripRows;
-                        EmitRowRange(*d, static_cast<int>(thread), begin, std::min(rows, begin + kStripRows));
-                    });
     d->emittedRows = rows;
 }
 

@@ -91,7 +91,7 @@ int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
 
 int32_t LoadBuffer(const LoadRequest& request)
 {
-    auto decoder = std::make_unique<JpegDecoder>();
+    auto decoder = std::make_unique_for_overwrite<JpegDecoder>();
     if (request.source == nullptr) return IsRaw(request.format) ? kCodecNotReadable : kCodecNoReader;
     decoder->source = request.source;
     decoder->length = request.sourceLength;

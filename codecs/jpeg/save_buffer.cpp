@@ -205,7 +205,7 @@ ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
         AppendFrameHeader(&out, picture);
         AppendHuffmanTable(&out, 0, table);
     } else {
-        auto tables = std::make_unique<JpegDecoder>();
+        auto tables = std::make_unique_for_overwrite<JpegDecoder>();
         UseBuiltInTables(tables.get(), 1, false, coding.quality);
         for (int slot = 0; slot < (components == 3 ? 2 : 1); ++slot) {
             ByteString payload = {static_cast<uint8_t>(slot)};
@@ -250,7 +250,7 @@ ByteString WriteCmp(const SaveRequest& r, const EncoderPicture& picture)
         PutLe16(&out, kCmpHeaderBytes + 10, out.size());
     }
     const size_t payload = out.size();
-    auto tables = std::make_unique<JpegDecoder>();
+    auto tables = std::make_unique_for_overwrite<JpegDecoder>();
     UseBuiltInTables(tables.get(), grey ? 0 : 1, grey, coding.quality);
     EncodeDctScan(picture, tables->dcSpecs, tables->acSpecs, tables->quant, interval, &out);
     Append(&out, "\xFF\xD9", 2);

@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static constexpr uint32_t kDepths[4] = {8, 16, 24, 32};
     static constexpr int32_t kFormats[4] = {0, 0, 5, -10};
     const uint8_t choice = size > 0 ? data[size / 2] : 0;
-    const int width = 1 << (4 + choice % 7);
+    const int width = 1 << (4 + choice % 5);
     const int height = (size % 5 == 0 ? -1 : 1) * (24 + 8 * (choice % 16));
     const std::vector<uint8_t> source(data, data + size);
     for (uint32_t bits : kDepths) {
@@ -60,6 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const int32_t a = Decode(source, width, height, bits, format, flags, false, &first);
         const int32_t b = Decode(source, width, height, bits, format, flags, true, &second);
         Require(a == b);
+        if (first == second) continue;
         // A delivered byte is the same in both runs; one that was left alone shows both fills.
         for (size_t i = 0; i < first.size(); ++i)
             Require(first[i] == second[i] || (first[i] == 0x00 && second[i] == 0xFF));

@@ -9,6 +9,10 @@
 #include "tests/codecs/jpeg_fixture.h"
 #include "tests/support/failing_memory.h"
 
+#if __has_include(<sys/mman.h>)
+#include <sys/mman.h>
+#endif
+
 namespace talv {
 namespace {
 ByteVector ColourStream()
@@ -62,6 +66,7 @@ TEST(JpegHeader, RefusalsByField)
         {"over-full Huffman tree", Edit(colour, 0xC4, 1, {3}), kCodecUnsupported},
         {"Huffman class 2", Edit(colour, 0xC4, 0, {0x20}), kCodecUnsupported},
         {"DC slot 4", Edit(colour, 0xC4, 0, {0x04}), kCodecTooManyDcTables},
+        {"AC slot 4", Edit(colour, 0xC4, 0, {0x14}), kCodecTooManyAcTables},
         {"quantisation slot 4", Edit(colour, 0xDB, 0, {0x04}), kCodecNoQuantTable},
         {"quantisation table never defined", Edit(colour, 0xC0, 8, {3}), kCodecNoQuantTable},
         {"DC table never defined", Edit(colour, 0xDA, 2, {0x20}), kCodecNoDcTable},
@@ -92,8 +97,20 @@ TEST(JpegHeader, ArgumentsAreCheckedInOrder)
     EXPECT_EQ(DecodeStream(colour, {33, 21, 24, -5}).status, kCodecUnsupported);
     uint8_t pixel[4];
     EXPECT_EQ(fltLoadBufferCMP(nullptr, 10, pixel, -10, 1, 1, 8, nullptr, 0), kCodecNotReadable);
+    EXPECT_EQ(fltLoadBufferCMP(nullptr, 10, pixel, 0, 1, 1, 8, nullptr, 0), kCodecNoReader);
     EXPECT_EQ(fltLoadBufferCMP(colour.data(), 100, pixel, 0, 1, INT32_MIN, 8, nullptr, 0),
               kCodecInvalidParameter);
+}
+
+TEST(JpegHeader, OneContextReadsOneHeader)
+{
+    const ByteVector grey = GreyStream();
+    jpeg::JpegDecoder decoder;
+    EXPECT_EQ(jpeg::ReadHeader(&decoder), kCodecNoReader);
+    decoder.source = grey.data();
+    decoder.length = grey.size();
+    EXPECT_EQ(jpeg::ReadHeader(&decoder), 0);
+    EXPECT_EQ(jpeg::ReadHeader(&decoder), kCodecHeaderReadTwice);
 }
 
 TEST(JpegHeader, MotionFramesUseTheStandardTables)
@@ -387,6 +404,26 @@ TEST(JpegWhole, EveryAllocationMayFail)
                   0);
     }
 }
+
+#if __has_include(<sys/mman.h>)
+TEST(CmpHeader, SourceMayBeReadOnly)
+{
+    for (const EncodeArguments& a :
+         {EncodeArguments{4, 90, 0, 0, 5}, EncodeArguments{4, 90, 3, kSaveFields, 5}}) {
+        const ByteVector stream = Encode(Source(33, 21, 24).Waves(3), a);
+        void* page = mmap(nullptr, stream.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(page, MAP_FAILED);
+        std::memcpy(page, stream.data(), stream.size());
+        mprotect(page, stream.size(), PROT_READ);
+        ByteVector rows(100 * 21);
+        for (uint32_t length :
+             {static_cast<uint32_t>(stream.size()), static_cast<uint32_t>(stream.size() / 2), 30u})
+            fltLoadBufferCMP(page, length, rows.data(), 0, 33, 21, 24, nullptr, 0);
+        EXPECT_EQ(std::memcmp(page, stream.data(), stream.size()), 0);
+        munmap(page, stream.size());
+    }
+}
+#endif
 
 TEST(CmpHeader, RefusalsAndBlocksBeforeThePayload)
 {

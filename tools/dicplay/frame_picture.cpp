@@ -4,7 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "grey_levels.h"
+#include "filter/directshow/server_ids.h"
+#include "filter/greydisplay/grey_display.h"
 
 namespace talv {
 namespace {
@@ -51,14 +52,21 @@ void ConvertIndexed(const RGBQUAD* palette, uint32_t bits, const uint8_t* row, u
     }
 }
 
-void ConvertGrey(const GreyLevels& levels, uint32_t bits, const uint8_t* row, uint8_t* out, int32_t width)
+// Grey levels of 12 and 16 bits as the grey display shows them.
+bool MakeGreyPicture(const AM_MEDIA_TYPE& type, const uint8_t* bytes, size_t size, FramePicture* picture)
 {
-    for (int32_t x = 0; x < width; ++x) {
-        const RGBQUAD entry = levels.Show(StoredPixel(row, static_cast<size_t>(x), bits));
-        *out++ = entry.rgbBlue;
-        *out++ = entry.rgbGreen;
-        *out++ = entry.rgbRed;
-    }
+    GreyDisplay display;
+    if (!display.SetBlock(type.pbFormat, type.cbFormat)) return false;
+    display.SeeFrame(bytes, size);
+    const auto width = static_cast<size_t>(picture->width), height = static_cast<size_t>(picture->height);
+    std::vector<uint8_t> pixels(width * height * 4), scratch;
+    ConvertGreyFrame(*display.Block(), *display.Table(), bytes, size,
+                     {pixels.data(), pixels.size(), width * 4, false}, &scratch);
+    for (size_t y = 0; y < height; ++y)
+        for (size_t x = 0; x < width; ++x)
+            std::memcpy(picture->pixels.data() + Stride(picture->width, 24) * y + 3 * x,
+                        pixels.data() + 4 * (width * y + x), 3);
+    return true;
 }
 
 void ConvertColour(uint32_t bits, const uint8_t* row, uint8_t* out, int32_t width)
@@ -81,14 +89,12 @@ bool MakePicture(const AM_MEDIA_TYPE& type, const uint8_t* bytes, size_t size, F
     picture->pixels.assign(Stride(width, 24) * static_cast<size_t>(height), 0);
     RGBQUAD palette[256] = {};
     if (bits <= 8) ReadPalette(type, bits, palette);
-    const GreyLevels levels = bits == 12 || bits == 16 ? GreyLevels(type) : GreyLevels();
+    if (type.subtype == kSubtypeGrey) return MakeGreyPicture(type, bytes, size, picture);
     for (int32_t y = 0; y < height; ++y) {
         const uint8_t* row = bytes + Stride(width, bits) * static_cast<size_t>(y);
         uint8_t* out = picture->pixels.data() + Stride(width, 24) * static_cast<size_t>(y);
         if (bits == 1 || bits == 4 || bits == 8)
             ConvertIndexed(palette, bits, row, out, width);
-        else if (bits == 12 || bits == 16)
-            ConvertGrey(levels, bits, row, out, width);
         else if (bits == 24 || bits == 32)
             ConvertColour(bits, row, out, width);
         else

@@ -18,6 +18,7 @@ const Switch kSwitches[] = {
     {L"--no-clock", &PlayOptions::noClock},
     {L"--loop", &PlayOptions::loop},
     {L"--hold", &PlayOptions::hold},
+    {L"--exit", &PlayOptions::exit},
     {L"--quiet", &PlayOptions::quiet},
     {L"--log-samples", &PlayOptions::logSamples},
     {L"--properties", &PlayOptions::properties},
@@ -35,7 +36,6 @@ const Setting kSettings[] = {
 bool TakeArgument(int count, wchar_t** arguments, int* at, PlayOptions* options)
 {
     const std::wstring argument = arguments[*at];
-    if (argument == L"--exit") return true;  // the default, for scripts that say so
     for (const Switch& entry : kSwitches)
         if (argument == entry.name) return options->*entry.value = true;
     for (const Setting& entry : kSettings) {
@@ -53,13 +53,13 @@ bool TakeArgument(int count, wchar_t** arguments, int* at, PlayOptions* options)
 void PrintUsage()
 {
     std::fputs(
-        "usage: dicplay [option...] FILE\n"
+        "usage: dicplay [option...] [FILE]\n"
         "plays a DICOM file in a filter graph\n"
         "  --server PATH    use this component file; without it, the registered component\n"
-        "  --null           no window: a null renderer takes the frames\n"
+        "  --null           no window: a null renderer takes the frames as the component makes them\n"
         "  --no-clock       as fast as frames decode\n"
-        "  --loop           start again at the end, until the window is closed\n"
-        "  --hold           keep the window open at the end; --exit (the default) closes it\n"
+        "  --loop           start again at the end\n"
+        "  --exit           close the window at the end; without it, it stays open\n"
         "  --quiet          no message boxes\n"
         "  --properties     show the property pages before playing\n"
         "  --log-samples    one line per sample on standard output\n"
@@ -75,7 +75,7 @@ bool ReadOptions(PlayOptions* options)
     bool good = true;
     for (int at = 1; good && at < count; ++at) good = TakeArgument(count, arguments, &at, options);
     LocalFree(arguments);
-    if (good && !options->file.empty()) return true;
+    if (good && !(options->null && options->file.empty())) return true;
     PrintUsage();
     return false;
 }

@@ -5,13 +5,14 @@
 namespace talv {
 struct PlayOptions
 {
-    std::wstring file;
+    std::wstring file;      ///< may be empty in a window
     std::wstring server;    ///< path of the component's file; empty: the registered one
     std::wstring snapshot;  ///< BMP file to write the last frame to
     bool null = false;      ///< no window
     bool noClock = false;   ///< as fast as frames decode
     bool loop = false;
-    bool hold = false;  ///< keep the window after the end
+    bool hold = false;  ///< as without it; older scripts say so
+    bool exit = false;  ///< close the window at the end
     bool quiet = false;
     bool properties = false;  ///< show the property pages first
     bool logSamples = false;

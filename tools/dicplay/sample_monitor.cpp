@@ -1,5 +1,6 @@
 #include "sample_monitor.h"
 
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 
@@ -11,6 +12,13 @@ uint64_t HashBytes(const uint8_t* bytes, size_t count)
     uint64_t hash = 0xCBF29CE484222325u;
     for (size_t i = 0; i < count; ++i) hash = (hash ^ bytes[i]) * 0x100000001B3u;
     return hash;
+}
+
+int64_t NanosecondsNow()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 }  // namespace
 
@@ -42,10 +50,12 @@ STDMETHODIMP SampleMonitor::SampleCB(double, IMediaSample* sample)
         if (log_) Log(sample, bytes, length);
         if (counted && mediaStart > expected_) dropped_ += mediaStart - expected_;
         expected_ = mediaStop;
+        lastFrame_ = counted ? mediaStart : NumberByTime(sample);
         ++frames_;
+        rate_.Add(NanosecondsNow());
         last_.assign(bytes, bytes + length);
     }
-    if (frameWindow_ != nullptr) InvalidateRect(frameWindow_, nullptr, FALSE);
+    if (window_ != nullptr && !noticed_.exchange(true)) PostMessageW(window_, kFrameArrived, 0, 0);
     return S_OK;
 }
 
@@ -61,6 +71,33 @@ void SampleMonitor::Log(IMediaSample* sample, const uint8_t* bytes, long length)
                 static_cast<int64_t>(mediaStart), static_cast<int64_t>(mediaStop), length,
                 sample->IsDiscontinuity() == S_OK ? 'd' : '-', sample->IsSyncPoint() == S_OK ? 's' : '-',
                 sample->IsPreroll() == S_OK ? 'p' : '-', HashBytes(bytes, static_cast<size_t>(length)));
+}
+
+// Decoders of the system do not count frames; their number follows from the time.
+int64_t SampleMonitor::NumberByTime(IMediaSample* sample) const
+{
+    REFERENCE_TIME start = 0, stop = 0;
+    const auto& header = *reinterpret_cast<const VIDEOINFOHEADER*>(type_.pbFormat);
+    if (header.AvgTimePerFrame <= 0 || FAILED(sample->GetTime(&start, &stop))) return frames_;
+    return (start + header.AvgTimePerFrame / 2) / header.AvgTimePerFrame;
+}
+
+int64_t SampleMonitor::LastFrame() const
+{
+    const std::lock_guard guard(mutex_);
+    return lastFrame_;
+}
+
+double SampleMonitor::Rate() const
+{
+    const std::lock_guard guard(mutex_);
+    return rate_.PerSecond();
+}
+
+void SampleMonitor::ResetRate()
+{
+    const std::lock_guard guard(mutex_);
+    rate_.Reset();
 }
 
 int64_t SampleMonitor::Frames() const

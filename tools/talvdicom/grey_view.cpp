@@ -127,13 +127,14 @@ bool MakeGreyView(OpenedFile* opened, const WindowRule& rule, bool fine, const s
                       description.bitsAllocated == 16;
     if (description.greyLevel == 0) return true;
 
-    const AttributeReader reader(opened->source.dataSet, opened->source.pixelDataElement);
+    const FunctionalGroups groups = FindFunctionalGroups(opened->source.dataSet);
+    const AttributeReader reader(opened->source.dataSet, opened->source.pixelDataElement, &groups);
     const DisplaySteps steps = ReadDisplaySteps(reader, description);
     const bool hasTables = !steps.modality.entries.empty() || !steps.voi.entries.empty();
-    const bool hasWindow = steps.hasWindow && steps.width >= 1;
+    const bool hasWindow = steps.numbers.hasWindow && steps.numbers.width >= 1;
     view->invert = steps.inverted;
-    view->slope = steps.slope;
-    view->intercept = steps.intercept;
+    view->slope = steps.numbers.slope;
+    view->intercept = steps.numbers.intercept;
     view->storedValues = rule.kind == WindowKind::none;
     switch (rule.kind) {
         case WindowKind::none:
@@ -158,8 +159,8 @@ bool MakeGreyView(OpenedFile* opened, const WindowRule& rule, bool fine, const s
     // A lut is what the component shows, but its entries have 8 bits only.
     if (fine && description.outputBits == 16 && hasWindow && !hasTables) {
         view->fromBitmap = false;
-        view->center = steps.center;
-        view->width = steps.width;
+        view->center = steps.numbers.center;
+        view->width = steps.numbers.width;
     }
     return true;
 }
