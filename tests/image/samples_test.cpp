@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include "tests/image/image_fixture.h"
+#include "tests/support/temporary_file.h"
 
 #if __has_include(<nlohmann/json.hpp>)
 #include <nlohmann/json.hpp>
@@ -18,36 +16,27 @@ namespace talv {
 namespace {
 const std::string kSamples = TALV_TEST_DATA "/samples/";
 
-ByteVector ReadAll(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return ByteVector(std::istreambuf_iterator<char>(file), {});
-}
-
-/// Runs `command` with an output file in the test's directory; empty when the program is not there or fails.
+/// Runs `program` with an output file of its own as the last argument; empty when the program is not there or
+/// fails.
 ByteVector OutputOf(const std::string& program, const std::string& arguments)
 {
-    const std::string output = testing::TempDir() + "talv_image_oracle.out";
-    std::remove(output.c_str());
-    if (std::system((program + " " + arguments + " " + output + " > " + output + ".log 2>&1").c_str()) != 0)
-        return {};
-    ByteVector bytes = ReadAll(output);
-    std::remove(output.c_str());
-    return bytes;
+    const TemporaryFile output({}, ".out");
+    const std::string command = program + " " + arguments + " " + output.Path() + " >/dev/null 2>&1";
+    return std::system(command.c_str()) == 0 ? ReadWholeFile(output.Path()) : ByteVector{};
 }
 }  // namespace
 
 #ifdef TALV_HAS_JSON
 TEST(Samples, DescriptionsAndBitmapsAreAsTheFactsSay)
 {
-    const ByteVector text = ReadAll(kSamples + "samples.json");
+    const ByteVector text = ReadWholeFile(kSamples + "samples.json");
     if (text.empty()) GTEST_SKIP() << "no samples.json";
     const nlohmann::json facts = nlohmann::json::parse(text.begin(), text.end());
     int decoded = 0;
     for (const auto& [name, fact] : facts.at("files").items()) {
         if (fact.at("outcome") != "ok") continue;
         SCOPED_TRACE(name);
-        LoadedFile file(ReadAll(kSamples + name));
+        LoadedFile file(ReadWholeFile(kSamples + name));
         ASSERT_EQ(file.status, kDicomOk);
         DicomElement* pixelData = file.dataSet.FindFirstElement(nullptr, kTagPixelData, true);
         ASSERT_NE(pixelData, nullptr);
@@ -85,7 +74,7 @@ TEST(Samples, ColorsAgreeWithAnIndependentDecoder)
         SCOPED_TRACE(name);
         const ByteVector image = OutputOf("dcm2pnm", kSamples + name + ".dcm");
         if (image.empty()) continue;
-        LoadedFile file(ReadAll(kSamples + name + ".dcm"));
+        LoadedFile file(ReadWholeFile(kSamples + name + ".dcm"));
         Picture picture(&file);
         ASSERT_EQ(picture.status, kDicomOk);
         const size_t width = static_cast<size_t>(picture.bitmap.width),
@@ -121,13 +110,11 @@ TEST(Samples, ColorsAgreeWithAnIndependentDecoder)
 /// The pixel bytes of all frames of a sample as GDCM decodes them; empty when its tools are not there.
 ByteVector ReferencePixels(const std::string& name)
 {
-    const std::string native = testing::TempDir() + "talv_image_native.dcm";
-    ByteVector bytes;
-    if (std::system(("gdcmconv --raw " + kSamples + name + ".dcm " + native + " >/dev/null 2>&1").c_str()) ==
-        0)
-        bytes = OutputOf("gdcmraw", "-i " + native + " -o");
-    std::remove(native.c_str());
-    return bytes;
+    const TemporaryFile native({});
+    const std::string command =
+        "gdcmconv --raw " + kSamples + name + ".dcm " + native.Path() + " >/dev/null 2>&1";
+    if (std::system(command.c_str()) != 0) return {};
+    return OutputOf("gdcmraw", std::string("-i ") + native.Path() + " -o");
 }
 
 TEST(Samples, EveryFrameAgreesWithAnIndependentDecoder)
@@ -148,7 +135,7 @@ TEST(Samples, EveryFrameAgreesWithAnIndependentDecoder)
         SCOPED_TRACE(one.name);
         const ByteVector reference = ReferencePixels(one.name);
         if (reference.empty()) continue;
-        LoadedFile file(ReadAll(kSamples + one.name + ".dcm"));
+        LoadedFile file(ReadWholeFile(kSamples + one.name + ".dcm"));
         const ImageDescription image = file.Description();
         const size_t columns = image.columns, rows = image.rows, samples = image.samplesPerPixel;
         const size_t frameBytes = rows * columns * samples * (image.bitsAllocated / 8);
