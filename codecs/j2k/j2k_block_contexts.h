@@ -63,13 +63,7 @@ static_assert(SignContext(1, -1) == 11 && SignContext(0, -1) == (10 | 0x80) &&
 
 using SignTable = std::array<uint8_t, 256>;
 
-/// Significance of north, west, east, south in bits 1, 3, 5, 7 and their signs in bits 0, 2, 4, 6.
-inline uint32_t SignIndex(J2kColumn around)
-{
-    return (static_cast<uint32_t>(around) & 0xAA) | (static_cast<uint32_t>(around >> 33) & 0x55);
-}
-
-/// Indexed by `SignIndex`.
+/// Indexed by significance of north, west, east, south in bits 1, 3, 5, 7 and their signs in bits 0, 2, 4, 6.
 constexpr SignTable MakeSignTable()
 {
     SignTable table{};

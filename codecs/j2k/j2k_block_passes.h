@@ -147,6 +147,12 @@ inline void MarkSignificant(J2kColumn* column, ptrdiff_t stride, unsigned row, u
     }
 }
 
+/// Where `kSignTable` has a neighbourhood.
+inline uint32_t SignIndex(J2kColumn around)
+{
+    return (static_cast<uint32_t>(around) & 0xAA) | (static_cast<uint32_t>(around >> 33) & 0x55);
+}
+
 inline uint32_t DecodeSign(MqDecoder& mq, MqContext* contexts, J2kColumn around)
 {
     const uint8_t sign = kSignTable[SignIndex(around)];

@@ -26,10 +26,30 @@ int PassesInSegment(uint8_t style, int firstPass)
     return firstPass % 3 == 1 ? 2 : 1;
 }
 
-// The narrowest and longest block, 4 x 1024, takes the most: one word and 18 columns a stripe.
-J2kBlockDecoder::J2kBlockDecoder(J2kPassDecoder* decodePasses)
-    : decodePasses_(decodePasses), samples_(256 * 64), words_(258 * (3 * 3 + 18))
-{}
+namespace {
+/// The memory of a block in words of the maps. A stripe above and below, a column or a word of them left and
+/// right are added, so that nothing has an edge.
+struct Extent
+{
+    Extent(int width, int height)
+        : groups((width + 15) / 16),
+          stripes((height + 3) / 4),
+          maps(static_cast<size_t>(stripes + 2) * static_cast<size_t>(groups + 2)),
+          columns(static_cast<size_t>(stripes + 2) * static_cast<size_t>(16 * groups + 2)),
+          samples(static_cast<size_t>(stripes) * static_cast<size_t>(groups) * 64)
+    {}
+
+    int groups, stripes;
+    size_t maps, columns, samples;
+};
+}  // namespace
+
+void J2kBlockDecoder::Reserve(int width, int height)
+{
+    const Extent extent(width, height);
+    if (words_.size() < 3 * extent.maps + extent.columns) words_.resize(3 * extent.maps + extent.columns);
+    if (samples_.size() < extent.samples) samples_.resize(extent.samples);
+}
 
 void J2kBlockDecoder::Decode(const J2kBlockJob& job, const J2kBlockSegment* segments, size_t segmentCount)
 {
@@ -50,22 +70,18 @@ void J2kBlockDecoder::UndoRegionShift(const J2kBlockJob& job)
 
 J2kBlockMemory J2kBlockDecoder::Prepare(int width, int height)
 {
+    const Extent extent(width, height);
+    std::fill_n(words_.begin(), 3 * extent.maps + extent.columns, 0);
+    std::fill_n(samples_.begin(), extent.samples, 0);
     J2kBlockMemory m{};
-    m.groups = (width + 15) / 16;
-    m.stripes = (height + 3) / 4;
+    m.groups = extent.groups;
+    m.stripes = extent.stripes;
     m.mapStride = m.groups + 2;
     m.columnStride = 16 * m.groups + 2;
-    // A stripe above and below, a column or a word of them left and right, so that nothing has an edge.
-    const auto stripes = static_cast<size_t>(m.stripes) + 2;
-    const size_t maps = stripes * static_cast<size_t>(m.mapStride);
-    const size_t columns = stripes * static_cast<size_t>(m.columnStride);
-    const size_t samples = static_cast<size_t>(m.stripes) * static_cast<size_t>(m.groups) * 64;
-    std::fill_n(words_.begin(), 3 * maps + columns, 0);
-    std::fill_n(samples_.begin(), samples, 0);
     m.significant = words_.data() + m.mapStride + 1;
-    m.visited = m.significant + maps;
-    m.refined = m.visited + maps;
-    m.columns = words_.data() + 3 * maps + m.columnStride + 1;
+    m.visited = m.significant + extent.maps;
+    m.refined = m.visited + extent.maps;
+    m.columns = words_.data() + 3 * extent.maps + m.columnStride + 1;
     m.samples = samples_.data();
     const int lastWidth = width - 16 * (m.groups - 1), lastHeight = height - 4 * (m.stripes - 1);
     m.lastColumns = lastWidth == 16 ? ~uint64_t{0} : (uint64_t{1} << 4 * lastWidth) - 1;

@@ -64,11 +64,16 @@ J2kPassDecoder* BestJ2kPassDecoder();
 class J2kBlockDecoder
 {
   public:
-    /// Throws std::bad_alloc; nothing else does.
-    explicit J2kBlockDecoder(J2kPassDecoder* decodePasses = BestJ2kPassDecoder());
+    explicit J2kBlockDecoder(J2kPassDecoder* decodePasses = BestJ2kPassDecoder())
+        : decodePasses_(decodePasses)
+    {}
 
-    /// Decodes the segments. Afterwards `Samples` holds sign in bit 31 and magnitude below; the magnitude has
-    /// `FractionBits` bits below the integer and lies in the middle of its interval of uncertainty.
+    /// Makes room for blocks of that size. Throws std::bad_alloc; nothing else here does.
+    void Reserve(int width, int height);
+
+    /// Decodes the segments of a block that there is room for. Afterwards `Samples` holds sign in bit 31 and
+    /// magnitude below; the magnitude has `FractionBits` bits below the integer and lies in the middle of its
+    /// interval of uncertainty.
     void Decode(const J2kBlockJob& job, const J2kBlockSegment* segments, size_t segmentCount);
 
     /// The coefficients in stripes of four rows, column by column: of column x and row y at

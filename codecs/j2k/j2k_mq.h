@@ -24,13 +24,10 @@ struct MqStates
 };
 extern const MqStates kMqStates;
 
-/// State `row` (0..46) with the more probable symbol 0.
-inline MqContext MqInitialState(int row)
-{
-    return kMqStates.words[row * 8];
-}
+/// Bytes that must lie behind a segment for the decoder to read ahead: two of 0xFF and any others.
+constexpr size_t kMqPadding = 8;
 
-/// What a refill changes; passed by value so that the registers of a pass never need an address.
+/// What a refill changes.
 struct MqSupply
 {
     const uint8_t* next;
@@ -38,6 +35,14 @@ struct MqSupply
     int ahead;  ///< bits read ahead of the 16 active ones
 };
 MqSupply RefillMqBytes(MqSupply supply);
+
+// Each file has its own copy of what follows: those for different levels must not share one.
+namespace {
+/// State `row` (0..46) with the more probable symbol 0.
+inline MqContext MqInitialState(int row)
+{
+    return kMqStates.words[row * 8];
+}
 
 /// All ones or none; a compiler that knew where it comes from would make jumps of its uses.
 inline MqWord MqMask(bool condition)
@@ -179,9 +184,6 @@ class MqDecoder
     int ahead_ = 0;
 };
 
-/// Bytes that must lie behind a segment for the decoder to read ahead: two of 0xFF and any others.
-constexpr size_t kMqPadding = 8;
-
 /// Raw bits of the arithmetic-coding bypass (T.800 D.6): a stuffed 0 follows each 0xFF byte.
 class RawBitReader
 {
@@ -205,4 +207,5 @@ class RawBitReader
     uint32_t current_ = 0;
     int left_ = 0;
 };
+}  // namespace
 }  // namespace talv

@@ -168,6 +168,7 @@ class TileDecoder
 
     void DecodeBlocks()
     {
+        if (blocks_.empty()) return;
         uint64_t longest = 0;
         for (const BlockWork& work : blocks_) longest = std::max(longest, work.bytes);
         std::vector<BlockThread> threads(workers_.Count());
@@ -175,6 +176,8 @@ class TileDecoder
             // A block has at most 164 passes, and so many segments; they keep their places.
             thread.segments.reserve(kMaxBlockPasses);
             thread.joined.reserve(static_cast<size_t>(longest) + kMaxBlockPasses * (1 + kMqPadding));
+            for (const BlockWork& work : blocks_)
+                thread.decoder.Reserve(work.block->width, work.block->height);
         }
         const auto decode = [&](size_t i, unsigned number) {
             const BlockWork& work = blocks_[i];

@@ -158,6 +158,8 @@ TEST(J2kBlocks, VariantsAgreeOnSegmentsOfAnyBytes)
             segments.push_back({segment.data() + 1, size, passes});
             pass += passes;
         }
+        plain.Reserve(job.width, job.height);
+        wide.Reserve(job.width, job.height);
         plain.Decode(job, segments.data(), segments.size());
         wide.Decode(job, segments.data(), segments.size());
         const auto count =
