@@ -78,6 +78,13 @@ void WidenRowBetween(const Sample* near, const Sample* far, Sample* out, int wid
     }
 }
 
+/// A row between two, as wide as they are: 3/4 of `near` and 1/4 of `far`, rounded up in every second row.
+template <typename Sample>
+void MixRows(const Sample* near, const Sample* far, Sample* out, int width, int odd)
+{
+    for (int x = 0; x < width; ++x) out[x] = static_cast<Sample>((3 * near[x] + far[x] + 1 + odd) >> 2);
+}
+
 /// Samples of `kBits` to 8-bit blue, green, red.
 template <int kBits, typename Sample>
 void YccRowToBgr(const Sample* y, const Sample* cb, const Sample* cr, uint8_t* out, int width)

@@ -55,7 +55,6 @@ void SymbolTable::Build(const HuffmanCounts& from, SymbolUse forUse)
     if (counted.defined && use == forUse && counted == from) return;
     counted = from;
     use = forUse;
-    std::fill(std::begin(look), std::end(look), kUnfinished);
     uint32_t code = 0;
     int32_t index = 0;
     limit[0] = 0;
@@ -66,8 +65,10 @@ void SymbolTable::Build(const HuffmanCounts& from, SymbolUse forUse)
         index += counted.counts[length];
         limit[length] = code << (16 - length);
     }
+    uint32_t* end = look;  // of what the codes that fit take up, in ascending order
     ForEachCode(counted, [&](uint32_t first, int length, int symbol) {
         if (length > kLookBits) return;
+        end = look + ((first + 1) << (kLookBits - length));
         const bool dc = use == SymbolUse::dc;
         const int extra = dc ? symbol : symbol & 15;
         const bool ends = !dc && extra == 0 && symbol < 0xF0;
@@ -81,6 +82,7 @@ void SymbolTable::Build(const HuffmanCounts& from, SymbolUse forUse)
         FillFinished(look, kLookBits, first, length, extra,
                      [run](int32_t value) { return run << 8 | static_cast<uint32_t>(value) << 16; });
     });
+    std::fill(end, std::end(look), kUnfinished);
 }
 
 void DifferenceTable::Build(const HuffmanCounts& from, int bitsToLook, int mostDifferences)

@@ -249,8 +249,8 @@ int32_t CompleteRows(const JpegDecoder& decoder, int bands);
 template <typename Sample>
 Sample* PlaneRow(const JpegDecoder& decoder, const Component& component, int row)
 {
-    const int band = row / component.bandRows;
-    const int slot = band % decoder.ringBands * component.bandRows + row - band * component.bandRows;
+    const int ringRows = decoder.ringBands * component.bandRows;
+    const int slot = row < ringRows ? row : row % ringRows;
     return static_cast<Sample*>(component.plane) + static_cast<ptrdiff_t>(slot) * component.stride;
 }
 }  // namespace talv::jpeg

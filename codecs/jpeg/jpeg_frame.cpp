@@ -18,7 +18,7 @@ int CeilDivide(int a, int b)
 
 bool InterpolatesRows(const JpegDecoder& d, const Component& c)
 {
-    return d.process != Process::lossless && 2 * c.h == d.maxH && 2 * c.v == d.maxV;
+    return d.process != Process::lossless && 2 * c.v == d.maxV && (2 * c.h == d.maxH || c.h == d.maxH);
 }
 
 bool InterpolatesAnyRows(const JpegDecoder& d)

@@ -113,6 +113,22 @@ __m256i Mix(__m256i left, __m256i middle, __m256i right, int roundEven, int roun
     return _mm256_or_si256(even, _mm256_slli_epi16(odd, 8));
 }
 
+// Calls `sixteen(x)` for the samples between the first and the last one, the last time once more over some
+// that are done, and `edge(x)` for each of those that are left.
+template <typename Edge, typename Sixteen>
+void ForInnerSixteens(int width, Edge edge, Sixteen sixteen)
+{
+    if (width < 18) {
+        for (int x = 0; x < width; ++x) edge(x);
+        return;
+    }
+    edge(0);
+    int x = 1;
+    for (; x + 17 <= width; x += 16) sixteen(x);
+    if (x + 1 < width) sixteen(width - 17);
+    edge(width - 1);
+}
+
 void Widen(const uint8_t* in, uint8_t* out, int width)
 {
     const auto edge = [=](int x) {
@@ -121,12 +137,10 @@ void Widen(const uint8_t* in, uint8_t* out, int width)
         out[2 * x] = static_cast<uint8_t>((3 * in[x] + left + 1) >> 2);
         out[2 * x + 1] = static_cast<uint8_t>((3 * in[x] + right + 2) >> 2);
     };
-    if (width > 0) edge(0);
-    int x = 1;
-    for (; x + 17 <= width; x += 16)
+    ForInnerSixteens(width, edge, [=](int x) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 2 * x),
                             Mix<2>(Load16(in + x - 1), Load16(in + x), Load16(in + x + 1), 1, 2));
-    for (; x < width; ++x) edge(x);
+    });
 }
 
 void WidenBetween(const uint8_t* near, const uint8_t* far, uint8_t* out, int width)
@@ -141,12 +155,10 @@ void WidenBetween(const uint8_t* near, const uint8_t* far, uint8_t* out, int wid
     const auto columns = [=](int x) {
         return _mm256_add_epi16(TimesThree(Load16(near + x)), Load16(far + x));
     };
-    if (width > 0) edge(0);
-    int x = 1;
-    for (; x + 17 <= width; x += 16)
+    ForInnerSixteens(width, edge, [=](int x) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 2 * x),
                             Mix<4>(columns(x - 1), columns(x), columns(x + 1), 8, 7));
-    for (; x < width; ++x) edge(x);
+    });
 }
 
 // 16 pixels of three byte planes to 48 bytes: each 16 bytes of output gather a third of their bytes from each
@@ -183,8 +195,7 @@ void YccToBgr(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* o
     const __m256i half = _mm256_set1_epi16(128);
     const __m256i greenFactors = Avx2::Factors(-kCbToGreen, -kCrToGreen);
     const __m256i round = _mm256_set1_epi32(8192);
-    int x = 0;
-    for (; x + 16 <= width; x += 16) {
+    const auto sixteen = [=](int x) {
         const __m256i luma = Load16(y + x);
         const __m256i blue = _mm256_sub_epi16(Load16(cb + x), half);
         const __m256i red = _mm256_sub_epi16(Load16(cr + x), half);
@@ -199,6 +210,12 @@ void YccToBgr(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* o
             _mm256_add_epi16(luma, _mm256_packs_epi32(_mm256_srai_epi32(_mm256_add_epi32(low, round), 14),
                                                       _mm256_srai_epi32(_mm256_add_epi32(high, round), 14)));
         StoreBgr(Narrow(b), Narrow(g), Narrow(r), out + 3 * x);
+    };
+    int x = 0;
+    for (; x + 16 <= width; x += 16) sixteen(x);
+    if (width >= 16 && x < width) {  // some pixels once more
+        sixteen(width - 16);
+        return;
     }
     const auto store = [](int value) {
         return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);

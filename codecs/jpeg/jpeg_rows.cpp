@@ -41,16 +41,22 @@ template <typename Sample>
 const Sample* FullRow(const JpegDecoder& d, const Scratch& scratch, int index, int y)
 {
     const Component& c = d.components[index];
-    const int row = y * c.v / d.maxV;
-    const Sample* in = PlaneRow<Sample>(d, c, row);
-    if (c.h == d.maxH && c.pointTransform == 0) return in;
-    Sample* out = scratch.Row<Sample>(index);
     const bool dct = d.process != Process::lossless;
-    if (dct && 2 * c.h == d.maxH && c.v == d.maxV) {
+    const bool halfHigh = dct && 2 * c.v == d.maxV;
+    const bool halfWide = dct && 2 * c.h == d.maxH;
+    const int row = c.v == d.maxV ? y : y * c.v / d.maxV;
+    const Sample* in = PlaneRow<Sample>(d, c, row);
+    if (c.h == d.maxH && c.pointTransform == 0 && !halfHigh) return in;
+    Sample* out = scratch.Row<Sample>(index);
+    const auto other = [&] {
+        return PlaneRow<Sample>(d, c, std::clamp(y & 1 ? row + 1 : row - 1, 0, c.height - 1));
+    };
+    if (halfWide && c.v == d.maxV) {
         Widen(d.kernels, in, out, c.width);
-    } else if (dct && 2 * c.h == d.maxH && 2 * c.v == d.maxV) {
-        const int other = std::clamp(y & 1 ? row + 1 : row - 1, 0, c.height - 1);
-        WidenBetween(d.kernels, in, PlaneRow<Sample>(d, c, other), out, c.width);
+    } else if (halfWide && halfHigh) {
+        WidenBetween(d.kernels, in, other(), out, c.width);
+    } else if (halfHigh && c.h == d.maxH) {
+        MixRows(in, other(), out, c.width, y & 1);
     } else {
         const int width = d.width, factor = c.h, ofAll = d.maxH, shift = c.pointTransform;
         for (int x = 0; x < width; ++x) out[x] = static_cast<Sample>(in[x * factor / ofAll] << shift);

@@ -20,7 +20,8 @@
 
 namespace talv {
 namespace {
-int WorstDifference(const ByteVector& a, const ByteVector& b)
+// Inline, for where no packaged codec is there nobody calls them.
+inline int WorstDifference(const ByteVector& a, const ByteVector& b)
 {
     if (a.size() != b.size()) return 256;
     int worst = 0;
@@ -29,7 +30,7 @@ int WorstDifference(const ByteVector& a, const ByteVector& b)
 }
 
 /// Rows without the bytes that fill them up.
-ByteVector Pixels(const Decoded& decoded, int width, int height, size_t bytesPerPixel)
+inline ByteVector Pixels(const Decoded& decoded, int width, int height, size_t bytesPerPixel)
 {
     ByteVector pixels;
     for (int y = 0; y < height; ++y) {
@@ -132,7 +133,7 @@ TEST(JpegPeer, EveryColourSpaceSamplingAndProcessDecodesToTheSamePicture)
         {3, JCS_RGB, {}, 0, false, 0, true},
         {3, JCS_YCbCr, {0x21, 0x11, 0x11}, 0, false, 0, true},
         {3, JCS_YCbCr, {0x22, 0x11, 0x11}, 0, false, 0, true},
-        {3, JCS_YCbCr, {0x12, 0x11, 0x11}, 0, false, 0, false},
+        {3, JCS_YCbCr, {0x12, 0x11, 0x11}, 0, false, 0, true},
         {3, JCS_YCbCr, {0x41, 0x11, 0x11}, 0, false, 0, false},
         {3, JCS_YCbCr, {0x42, 0x11, 0x11}, 0, false, 0, false},
         {3, JCS_YCbCr, {0x14, 0x11, 0x11}, 0, false, 0, false},
@@ -181,7 +182,7 @@ TEST(JpegPeer, ReadsWhatOurEncoderWrites)
                 const ByteVector stream = Encode(source, {mode, 90, restart});
                 const Decoded own = DecodeStream(stream, {width, height, bits});
                 ASSERT_EQ(own.status, kCodecOk);
-                const bool interpolates = mode == 2 || mode == 4;
+                const bool interpolates = mode == 2 || mode == 3 || mode == 4;
                 if (interpolates && width < 6) continue;  // the peer repeats where chroma is that narrow
                 EXPECT_LE(WorstDifference(Pixels(own, width, height, bits / 8),
                                           DecompressWithPeer(stream, interpolates)),

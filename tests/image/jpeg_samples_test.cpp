@@ -3,29 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include "tests/image/image_fixture.h"
+#include "tests/support/temporary_file.h"
 
 namespace talv {
 namespace {
-ByteVector ReadAll(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return ByteVector(std::istreambuf_iterator<char>(file), {});
-}
-
 /// The pixel bytes of a file as dcmdjpeg decodes them; empty when it is not there.
 ByteVector DecodeWithToolkit(const std::string& path)
 {
-    const std::string output = testing::TempDir() + "talv_jpeg_samples.dcm";
-    const bool done =
-        std::system(("dcmdjpeg " + path + " " + output + " > " + output + ".log 2>&1").c_str()) == 0;
-    const ByteVector file = done ? ReadAll(output) : ByteVector{};
-    std::remove(output.c_str());
+    const TemporaryFile output({});
+    const std::string command = "dcmdjpeg " + path + " " + output.Path() + " >/dev/null 2>&1";
+    const ByteVector file = std::system(command.c_str()) == 0 ? ReadWholeFile(output.Path()) : ByteVector{};
     static constexpr uint8_t kPixelData[5] = {0xE0, 0x7F, 0x10, 0x00,
                                               'O'};  // explicit OB or OW, the last one
     const auto tag = std::find_end(file.begin(), file.end(), std::begin(kPixelData), std::end(kPixelData));
@@ -59,7 +49,7 @@ TEST(JpegSamples, FramesAreWhatAnIndependentDecoderMakesOfThem)
         const std::string path = std::string(TALV_TEST_DATA "/samples/") + sample.name + ".dcm";
         const ByteVector expected = DecodeWithToolkit(path);
         if (expected.empty()) GTEST_SKIP() << "no dcmdjpeg";
-        LoadedFile file(ReadAll(path));
+        LoadedFile file(ReadWholeFile(path));
         ASSERT_EQ(file.status, kDicomOk);
         size_t at = 0;
         for (uint32_t frame = 0; frame < sample.frames; ++frame) {

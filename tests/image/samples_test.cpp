@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include "tests/image/image_fixture.h"
+#include "tests/support/temporary_file.h"
 
 #if __has_include(<nlohmann/json.hpp>)
 #include <nlohmann/json.hpp>
@@ -18,36 +16,27 @@ namespace talv {
 namespace {
 const std::string kSamples = TALV_TEST_DATA "/samples/";
 
-ByteVector ReadAll(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return ByteVector(std::istreambuf_iterator<char>(file), {});
-}
-
-/// Runs `command` with an output file in the test's directory; empty when the program is not there or fails.
+/// Runs `program` with an output file of its own as the last argument; empty when the program is not there or
+/// fails.
 ByteVector OutputOf(const std::string& program, const std::string& arguments)
 {
-    const std::string output = testing::TempDir() + "talv_image_oracle.out";
-    std::remove(output.c_str());
-    if (std::system((program + " " + arguments + " " + output + " > " + output + ".log 2>&1").c_str()) != 0)
-        return {};
-    ByteVector bytes = ReadAll(output);
-    std::remove(output.c_str());
-    return bytes;
+    const TemporaryFile output({}, ".out");
+    const std::string command = program + " " + arguments + " " + output.Path() + " >/dev/null 2>&1";
+    return std::system(command.c_str()) == 0 ? ReadWholeFile(output.Path()) : ByteVector{};
 }
 }  // namespace
 
 #ifdef TALV_HAS_JSON
 TEST(Samples, DescriptionsAndBitmapsAreAsTheFactsSay)
 {
-    const ByteVector text = ReadAll(kSamples + "samples.json");
+    const ByteVector text = ReadWholeFile(kSamples + "samples.json");
     if (text.empty()) GTEST_SKIP() << "no samples.json";
     const nlohmann::json facts = nlohmann::json::parse(text.begin(), text.end());
     int decoded = 0;
     for (const auto& [name, fact] : facts.at("files").items()) {
         if (fact.at("outcome") != "ok") continue;
         SCOPED_TRACE(name);
-        LoadedFile file(ReadAll(kSamples + name));
+        LoadedFile file(ReadWholeFile(kSamples + name));
         ASSERT_EQ(file.status, kDicomOk);
         DicomElement* pixelData = file.dataSet.FindFirstElement(nullptr, kTagPixelData, true);
         ASSERT_NE(pixelData, nullptr);
@@ -85,7 +74,7 @@ TEST(Samples, ColorsAgreeWithAnIndependentDecoder)
         SCOPED_TRACE(name);
         const ByteVector image = OutputOf("dcm2pnm", kSamples + name + ".dcm");
         if (image.empty()) continue;
-        LoadedFile file(ReadAll(kSamples + name + ".dcm"));
+        LoadedFile file(ReadWholeFile(kSamples + name + ".dcm"));
         Picture picture(&file);
         ASSERT_EQ(picture.status, kDicomOk);
         const size_t width = static_cast<size_t>(picture.bitmap.width),
@@ -121,37 +110,32 @@ TEST(Samples, ColorsAgreeWithAnIndependentDecoder)
 /// The pixel bytes of all frames of a sample as GDCM decodes them; empty when its tools are not there.
 ByteVector ReferencePixels(const std::string& name)
 {
-    const std::string native = testing::TempDir() + "talv_image_native.dcm";
-    ByteVector bytes;
-    if (std::system(("gdcmconv --raw " + kSamples + name + ".dcm " + native + " >/dev/null 2>&1").c_str()) ==
-        0)
-        bytes = OutputOf("gdcmraw", "-i " + native + " -o");
-    std::remove(native.c_str());
-    return bytes;
+    const TemporaryFile native({});
+    const std::string command =
+        "gdcmconv --raw " + kSamples + name + ".dcm " + native.Path() + " >/dev/null 2>&1";
+    if (std::system(command.c_str()) != 0) return {};
+    return OutputOf("gdcmraw", std::string("-i ") + native.Path() + " -o");
 }
 
 TEST(Samples, EveryFrameAgreesWithAnIndependentDecoder)
 {
-    // Colour whose values are spread, or YBR that the other does not convert, is left to dcm2pnm above and
-    // below.
+    // Colour whose values are spread is compared above; JPEG has a test of its own.
     const struct
     {
         const char* name;
         int tolerance;  // of lossy streams
         bool swapped;   // run-length words keep the byte order of their segments
-    } cases[] = {{"bare-mono1-chest", 0, false}, {"be-mr", 0, false},           {"be-rgb-planar", 0, false},
-                 {"implicit-mr", 0, false},      {"j2k-mr", 0, false},          {"j2k-nm-lossy", 1, false},
-                 {"j2k-rgb-lossy", 1, false},    {"jpeg-extended12", 1, false}, {"jpeg-rgb", 1, false},
-                 {"jpeg-spectral12", 1, false},  {"jpegll-rgb", 0, false},      {"jpegll-signed16", 0, false},
-                 {"jpegll14-ct", 0, false},      {"le-ct-rescale", 0, false},   {"le-mr-10f", 0, false},
-                 {"le-mr-signed16", 0, false},   {"le-palette", 0, false},      {"rle-mr16", 0, true},
+    } cases[] = {{"bare-mono1-chest", 0, false}, {"be-mr", 0, false},         {"be-rgb-planar", 0, false},
+                 {"implicit-mr", 0, false},      {"j2k-mr", 0, false},        {"j2k-nm-lossy", 1, false},
+                 {"j2k-rgb-lossy", 1, false},    {"le-ct-rescale", 0, false}, {"le-mr-10f", 0, false},
+                 {"le-mr-signed16", 0, false},   {"le-palette", 0, false},    {"rle-mr16", 0, true},
                  {"rle-palette", 0, false},      {"rle-rgb-2f", 0, false}};
     int compared = 0;
     for (const auto& one : cases) {
         SCOPED_TRACE(one.name);
         const ByteVector reference = ReferencePixels(one.name);
         if (reference.empty()) continue;
-        LoadedFile file(ReadAll(kSamples + one.name + ".dcm"));
+        LoadedFile file(ReadWholeFile(kSamples + one.name + ".dcm"));
         const ImageDescription image = file.Description();
         const size_t columns = image.columns, rows = image.rows, samples = image.samplesPerPixel;
         const size_t frameBytes = rows * columns * samples * (image.bitsAllocated / 8);
@@ -184,33 +168,5 @@ TEST(Samples, EveryFrameAgreesWithAnIndependentDecoder)
         ++compared;
     }
     if (compared == 0) GTEST_SKIP() << "no gdcmconv or gdcmraw";
-}
-
-// Codecs differ by a step here and there in subsampled colour; a wrong colour space or a shifted row do not
-// pass.
-TEST(Samples, LossyColorsAreCloseToThoseOfAnIndependentDecoder)
-{
-    int compared = 0;
-    for (const char* name : {"jpeg-ybr422-140f", "jpeg-ybr422-us-30f"}) {
-        SCOPED_TRACE(name);
-        const ByteVector image = OutputOf("dcmj2pnm", "+op " + kSamples + name + ".dcm");
-        LoadedFile file(ReadAll(kSamples + name + ".dcm"));
-        Picture picture(&file);
-        ASSERT_EQ(picture.status, kDicomOk);
-        const auto width = static_cast<size_t>(picture.bitmap.width),
-                   height = static_cast<size_t>(picture.bitmap.height);
-        if (image.size() <= width * height * 3) continue;
-        const uint8_t* const rgb = image.data() + (image.size() - width * height * 3);
-        const ByteVector rows = picture.Rows();
-        uint64_t difference = 0;
-        for (size_t y = 0; y < height; ++y)
-            for (size_t i = 0; i < width * 3; ++i) {
-                const int got = rows[y * picture.bitmap.bytesPerLine + i / 3 * 3 + 2 - i % 3];
-                difference += static_cast<uint64_t>(std::abs(got - rgb[y * width * 3 + i]));
-            }
-        EXPECT_LT(static_cast<double>(difference) / static_cast<double>(width * height * 3), 1.5);
-        ++compared;
-    }
-    if (compared == 0) GTEST_SKIP() << "no dcmj2pnm";
 }
 }  // namespace talv

@@ -131,6 +131,43 @@ TEST(TalvdicomFrames, OneWindowHoldsForTheWholeClip)
               (std::vector<uint16_t>{0x7FFE, 0x8000, 0x8064, 0x812C}));
 }
 
+TEST(TalvdicomFrames, AFramesOwnRescaleCounts)
+{
+    // Both frames hold 10 and 20; rescaled they are 10 and 20, and 110 and 120.
+    const ImageAttributes image{
+        .rows = 1, .columns = 2, .bitsAllocated = 16, .bitsStored = 16, .highBit = 15, .numberOfFrames = "2"};
+    DicomBuilder builder = PreambleFile().ExplicitLittle().Image(image);
+    builder.BeginSequence(0x52009230);
+    for (const char* intercept : {"0", "100"})
+        builder.BeginItem()
+            .BeginSequence(0x00289145)
+            .BeginItem()
+            .Ds(0x00281052, intercept)
+            .Ds(0x00281053, "1")
+            .EndItem()
+            .EndSequence()
+            .EndItem();
+    builder.EndSequence().Ow(0x7FE00010, {10, 20, 10, 20});
+    const TemporaryFile file(builder.Bytes());
+    const struct
+    {
+        const char* rule;
+        double center, width;
+    } cases[] = {{"65.5,131", 65.5, 131}, {"minmax", 65.5, 111}, {"auto", 15.5, 11}};
+    for (const auto& c : cases) {
+        const ScratchFolder folder;
+        ASSERT_EQ(
+            RunTool({"frames", file.Path(), "--out", folder.Path(), "--16bit", "--window", c.rule}).status,
+            0);
+        const double values[2][2] = {{10, 20}, {110, 120}};
+        for (size_t frame = 0; frame < 2; ++frame)
+            for (size_t i = 0; i < 2; ++i)
+                EXPECT_NEAR(ReadPng(folder.Path("frame-0000" + std::to_string(frame + 1) + ".png")).grey[i],
+                            WindowLevel(values[frame][i], c.center, c.width) * 257, 1.0)
+                    << c.rule << " " << frame << " " << i;
+    }
+}
+
 TEST(TalvdicomFrames, EightBitGreyIsShownAsItIsMeant)
 {
     const struct

@@ -60,7 +60,7 @@ void PrintUsage()
         "  --no-clock       as fast as frames decode\n"
         "  --loop           start again at the end\n"
         "  --exit           close the window at the end; without it, it stays open\n"
-        "  --quiet          no message boxes\n"
+        "  --quiet          nobody looks: no message boxes, and as --exit\n"
         "  --properties     show the property pages before playing\n"
         "  --log-samples    one line per sample on standard output\n"
         "  --snapshot FILE  write the last frame as a BMP picture\n",
@@ -75,6 +75,7 @@ bool ReadOptions(PlayOptions* options)
     bool good = true;
     for (int at = 1; good && at < count; ++at) good = TakeArgument(count, arguments, &at, options);
     LocalFree(arguments);
+    options->exit |= options->quiet;
     if (good && !(options->null && options->file.empty())) return true;
     PrintUsage();
     return false;

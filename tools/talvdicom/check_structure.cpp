@@ -39,27 +39,28 @@ void CheckPreamble(const DicomDataSet& dataSet, Findings* findings)
             {Grade::note, "file", "no preamble: a bare data set, told by its elements alone"});
         return;
     }
+    // A preamble may make the file a TIFF picture as well (PS3.10 7.1); a program is another matter.
+    // clang-format off
     static constexpr struct
     {
         std::string_view start;
+        Grade grade;
         const char* name;
-    } kStarts[] = {{"MZ", "a Windows program"},
-                   {"\x7f"
-                    "ELF",
-                    "a program"},
-                   {"#!", "a script"},
-                   {std::string_view("II*\0", 4), "a TIFF picture"},
-                   {std::string_view("MM\0*", 4), "a TIFF picture"},
-                   {"%PDF", "a PDF document"},
-                   {"PK\3\4", "a ZIP archive"}};
+    } kStarts[] = {
+        {"MZ",             Grade::warning, "a Windows program"},
+        {"\177ELF",        Grade::warning, "a program"},
+        {"#!",             Grade::warning, "a script"},
+        {"%PDF",           Grade::warning, "a PDF document"},
+        {"PK\3\4",         Grade::warning, "a ZIP archive"},
+        {{"II*\0", 4},     Grade::note,    "a TIFF picture"},
+        {{"MM\0*", 4},     Grade::note,    "a TIFF picture"},
+    };
+    // clang-format on
     const std::string_view preamble(reinterpret_cast<const char*>(dataSet.preamble), sizeof dataSet.preamble);
-    for (const auto& start : kStarts)
-        if (preamble.starts_with(start.start)) {
-            const bool picture = std::strstr(start.name, "TIFF") != nullptr;
-            findings->push_back(
-                {picture ? Grade::note : Grade::warning, "preamble",
-                 std::string("begins like ") + start.name + "; the file may be taken for one"});
-        }
+    for (const auto& row : kStarts)
+        if (preamble.starts_with(row.start))
+            findings->push_back({row.grade, "preamble",
+                                 std::string("begins like ") + row.name + "; the file may be taken for one"});
 }
 
 void CheckEncoding(DicomDataSet* dataSet, Findings* findings)

@@ -89,6 +89,7 @@ FrameOutcome WriteFrame(OpenedFile* opened, const FramesOptions& options,
 {
     DecodedFrame decoded(opened->source, frame);
     if (decoded.Status() != kDicomOk) return {opened->FrameRefusal(frame, decoded.Status())};
+    if (!options.raw) UseFrame(opened, frame, view);
     if (!options.raw && !DrawBitmap(decoded.Bitmap(), view, options.sixteenBits, picture))
         return {FrameWords(frame) + ": no picture can be made of it; --raw writes its rows"};
     const std::string error = options.raw ? WriteRaw(decoded.Bitmap(), directory, frame, options.overwrite)

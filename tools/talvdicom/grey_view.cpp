@@ -17,7 +17,7 @@ namespace talv {
 namespace {
 constexpr double kWhite = 65535;
 
-struct ValueSpan
+struct MeasuredSpan
 {
     double smallest = std::numeric_limits<double>::max();
     double largest = std::numeric_limits<double>::lowest();
@@ -36,7 +36,7 @@ double ValueOfStored(uint32_t stored, uint32_t mask, bool isSigned)
 }
 
 /// Widens `span` by every value of a grey bitmap of 8 or 16 bits.
-void Measure(ImageBitmap* bitmap, const GreyView& view, ValueSpan* span)
+void Measure(ImageBitmap* bitmap, const GreyView& view, MeasuredSpan* span)
 {
     std::vector<uint8_t> row(bitmap->bytesPerLine);
     const BitWindow bits = GetBitWindow(16, 16, bitmap->lowBit, bitmap->highBit);
@@ -63,12 +63,13 @@ void Measure(ImageBitmap* bitmap, const GreyView& view, ValueSpan* span)
     span->Include(ValueOfStored(largest, mask, isSigned) * view.slope + view.intercept);
 }
 
-ValueSpan MeasureFrames(OpenedFile* opened, const GreyView& view, const std::vector<int64_t>& frames)
+MeasuredSpan MeasureFrames(OpenedFile* opened, GreyView view, const std::vector<int64_t>& frames)
 {
-    ValueSpan span;
+    MeasuredSpan span;
     Progress progress("measuring frame", static_cast<int64_t>(frames.size()));
     for (size_t i = 0; i < frames.size() && !Interrupted(); ++i) {
         DecodedFrame decoded(opened->source, frames[i]);
+        UseFrame(opened, frames[i], &view);
         if (decoded.Status() == kDicomOk && decoded.Bitmap()->bitsPerPixel <= 16)
             Measure(decoded.Bitmap(), view, &span);
         progress.Show(static_cast<int64_t>(i) + 1);
@@ -77,7 +78,7 @@ ValueSpan MeasureFrames(OpenedFile* opened, const GreyView& view, const std::vec
 }
 
 /// Black at the smallest value, white at the largest.
-void SpanWindow(const ValueSpan& span, GreyView* view)
+void SpanWindow(const MeasuredSpan& span, GreyView* view)
 {
     view->fromBitmap = false;
     if (!span.Known()) return;
@@ -127,9 +128,9 @@ bool MakeGreyView(OpenedFile* opened, const WindowRule& rule, bool fine, const s
                       description.bitsAllocated == 16;
     if (description.greyLevel == 0) return true;
 
-    const FunctionalGroups groups = FindFunctionalGroups(opened->source.dataSet);
-    const AttributeReader reader(opened->source.dataSet, opened->source.pixelDataElement, &groups);
-    const DisplaySteps steps = ReadDisplaySteps(reader, description);
+    const DisplaySteps steps = ReadDisplaySteps(
+        AttributeReader(opened->source.dataSet, opened->source.pixelDataElement, &opened->Groups(), 0),
+        description);
     const bool hasTables = !steps.modality.entries.empty() || !steps.voi.entries.empty();
     const bool hasWindow = steps.numbers.hasWindow && steps.numbers.width >= 1;
     view->invert = steps.inverted;
@@ -159,10 +160,26 @@ bool MakeGreyView(OpenedFile* opened, const WindowRule& rule, bool fine, const s
     // A lut is what the component shows, but its entries have 8 bits only.
     if (fine && description.outputBits == 16 && hasWindow && !hasTables) {
         view->fromBitmap = false;
+        view->windowOfFile = true;
         view->center = steps.numbers.center;
         view->width = steps.numbers.width;
     }
     return true;
+}
+
+void UseFrame(OpenedFile* opened, int64_t frame, GreyView* view)
+{
+    if (!opened->Groups().VaryByFrame()) return;
+    view->levels.clear();
+    DisplaySteps steps;
+    ReadStepNumbers(AttributeReader(opened->source.dataSet, opened->source.pixelDataElement,
+                                    &opened->Groups(), static_cast<uint32_t>(frame)),
+                    &steps);
+    view->slope = steps.numbers.slope;
+    view->intercept = steps.numbers.intercept;
+    if (!view->windowOfFile || !steps.numbers.hasWindow) return;
+    view->center = steps.numbers.center;
+    view->width = steps.numbers.width;
 }
 
 uint16_t StoredSample(const uint8_t* bytes, const GreyView& view, uint16_t signBit)

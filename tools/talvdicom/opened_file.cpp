@@ -80,9 +80,16 @@ const FrameMap& OpenedFile::Frames()
     if (mapped_ != source.pixelDataElement) {
         mapped_ = source.pixelDataElement;
         frames_ = {};
+        groups_ = FindFunctionalGroups(source.dataSet);
         if (mapped_ != nullptr) frames_.Build(source.dataSet, mapped_);
     }
     return frames_;
+}
+
+const FunctionalGroups& OpenedFile::Groups()
+{
+    Frames();
+    return groups_;
 }
 
 int64_t OpenedFile::FramesToDecode()

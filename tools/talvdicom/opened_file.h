@@ -4,6 +4,7 @@
 
 #include "filter/frame_source.h"
 #include "filter/frame_timeline.h"
+#include "image/functional_groups.h"
 #include "tools/talvdicom/frame_map.h"
 #include "tools/talvdicom/input_file.h"
 
@@ -31,6 +32,8 @@ class OpenedFile
     int64_t FramesToDecode();
     /// Where the frames lie. Only after OpenForFrames, or when there is a Pixel Data element.
     const FrameMap& Frames();
+    /// Where an enhanced object keeps what belongs to single frames.
+    const FunctionalGroups& Groups();
     /// Why `frame` (from 0) gave `status`: which frame, where it lies, what is wrong and what to try.
     std::string FrameRefusal(int64_t frame, DicomStatus status);
 
@@ -43,6 +46,7 @@ class OpenedFile
     std::string ImageHint(DicomStatus status);
 
     FrameMap frames_;
+    FunctionalGroups groups_;
     DicomElement* mapped_ = nullptr;  // the element that frames_ was built for
 };
 

@@ -68,6 +68,7 @@ class ClipStream
     bool WriteFrame(const std::string& file, int64_t frame, std::string* error)
     {
         DecodedFrame decoded(opened_->source, frame);
+        UseFrame(opened_, frame, view_);
         const bool drawn =
             decoded.Status() == kDicomOk &&
             DrawBitmap(decoded.Bitmap(), view_, options_.format == VideoFormat::gray16le, &picture_);
