@@ -343,6 +343,16 @@ TEST(J2kPeer, ConformanceStreamsDecodeAsThePeerDecodesThem)
         Compare(Sample(entry.path().filename().string()), 1, entry.path().filename().string());
     }
 }
+TEST(J2kPeer, StreamsOfDicomFilesDecodeAsThePeerDecodesThem)
+{
+    for (const char* name : {"j2k-mr.dcm", "j2k-rgb-lossy.dcm", "j2k-nm-lossy.dcm"}) {
+        const ByteVector file = Sample(std::string("../") + name);
+        const uint8_t start[] = {0xFF, 0x4F, 0xFF, 0x51};
+        const auto stream = std::search(file.begin(), file.end(), std::begin(start), std::end(start));
+        ASSERT_NE(stream, file.end()) << name;
+        Compare({stream, file.end()}, name[4] == 'm' ? 0 : 1, name);
+    }
+}
 }  // namespace
 }  // namespace talv::j2k_test
 
