@@ -24,6 +24,16 @@ HRESULT CopyMediaType(const AM_MEDIA_TYPE& source, AM_MEDIA_TYPE* target)
     return S_OK;
 }
 
+bool MatchesWanted(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE* wanted)
+{
+    if (wanted == nullptr) return true;
+    const auto fits = [](const GUID& open, const GUID& actual) {
+        return open == GUID_NULL || open == actual;
+    };
+    return fits(wanted->majortype, type.majortype) && fits(wanted->subtype, type.subtype) &&
+           fits(wanted->formattype, type.formattype);
+}
+
 void FreeMediaType(AM_MEDIA_TYPE* type)
 {
     CoTaskMemFree(type->pbFormat);

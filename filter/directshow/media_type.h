@@ -30,6 +30,8 @@ class MediaType
 
 /// Deep copy of a type; `target` owns nothing before and, after a failure, nothing behind it.
 HRESULT CopyMediaType(const AM_MEDIA_TYPE& source, AM_MEDIA_TYPE* target);
+/// Whether `type` is what `wanted` asks for: any type for null, and GUID_NULL leaves a field open.
+bool MatchesWanted(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE* wanted);
 void FreeMediaType(AM_MEDIA_TYPE* type);
 /// Frees the record itself too.
 void DeleteMediaType(AM_MEDIA_TYPE* type);

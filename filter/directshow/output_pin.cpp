@@ -1,10 +1,6 @@
 #include "filter/directshow/output_pin.h"
 
-#include <mutex>
-
-#include "filter/directshow/enumerator.h"
 #include "filter/directshow/reader_filter.h"
-#include "filter/directshow/task_text.h"
 
 namespace talv {
 namespace {
@@ -12,51 +8,11 @@ bool IsFullySpecified(const AM_MEDIA_TYPE& type)
 {
     return type.majortype != GUID_NULL && type.subtype != GUID_NULL && type.formattype != GUID_NULL;
 }
-
-// A wanted type may leave fields open with GUID_NULL.
-bool MatchesWanted(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE* wanted)
-{
-    if (wanted == nullptr) return true;
-    const auto fits = [](const GUID& open, const GUID& actual) {
-        return open == GUID_NULL || open == actual;
-    };
-    return fits(wanted->majortype, type.majortype) && fits(wanted->subtype, type.subtype) &&
-           fits(wanted->formattype, type.formattype);
-}
 }  // namespace
 
-STDMETHODIMP OutputPin::QueryInterface(REFIID iid, void** out)
-{
-    if (out == nullptr) return E_POINTER;
-    IUnknown* found =
-        iid == IID_IUnknown || iid == IID_IPin ? static_cast<IPin*>(this) : FindPinInterface(iid);
-    *out = found;
-    if (found == nullptr) return E_NOINTERFACE;
-    found->AddRef();
-    return S_OK;
-}
-
-STDMETHODIMP_(ULONG) OutputPin::AddRef()
-{
-    return filter_.AddRef();
-}
-
-STDMETHODIMP_(ULONG) OutputPin::Release()
-{
-    return filter_.Release();
-}
-
-bool OutputPin::IsConnected() const
-{
-    const std::lock_guard guard(filter_.filterLock);
-    return static_cast<bool>(peer_);
-}
-
-ComPointer<IPin> OutputPin::Peer() const
-{
-    const std::lock_guard guard(filter_.filterLock);
-    return peer_;
-}
+OutputPin::OutputPin(DicomReaderFilter& filter, const wchar_t* name)
+    : PinBase(filter, filter.filterLock, name, PINDIR_OUTPUT), filter_(filter)
+{}
 
 STDMETHODIMP OutputPin::Connect(IPin* peer, const AM_MEDIA_TYPE* wanted)
 {
@@ -76,11 +32,7 @@ STDMETHODIMP OutputPin::Connect(IPin* peer, const AM_MEDIA_TYPE* wanted)
 HRESULT OutputPin::TryType(IPin* peer, const AM_MEDIA_TYPE& type)
 {
     if (CheckMediaType(&type) != S_OK || FAILED(SetMediaType(type))) return VFW_E_TYPE_NOT_ACCEPTED;
-    {
-        const std::lock_guard guard(filter_.filterLock);
-        if (peer_) return VFW_E_ALREADY_CONNECTED;
-        peer_ = ComPointer<IPin>(peer);
-    }
+    if (!TakePeer(peer)) return VFW_E_ALREADY_CONNECTED;
     HRESULT hr = peer->ReceiveConnection(this, &type);
     if (SUCCEEDED(hr)) {
         hr = CompleteConnect(peer);
@@ -125,24 +77,7 @@ HRESULT OutputPin::TryPeerTypes(IPin* peer, const AM_MEDIA_TYPE* wanted)
 HRESULT OutputPin::SetMediaType(const AM_MEDIA_TYPE& type)
 {
     const HRESULT checked = CheckBeforeSet(type);
-    if (FAILED(checked)) return checked;
-    MediaType copy;
-    const HRESULT copied = copy.CopyFrom(type);
-    if (FAILED(copied)) return copied;
-    {
-        const std::lock_guard guard(filter_.filterLock);
-        std::swap(connectedType_, copy);
-    }
-    return S_OK;  // the old type goes with the lock free: it may hold another component
-}
-
-void OutputPin::DropPeer()
-{
-    ComPointer<IPin> peer;  // released after the lock, as is the type
-    MediaType type;
-    const std::lock_guard guard(filter_.filterLock);
-    std::swap(peer, peer_);
-    std::swap(type, connectedType_);
+    return FAILED(checked) ? checked : KeepType(type);
 }
 
 STDMETHODIMP OutputPin::Disconnect()
@@ -152,70 +87,6 @@ STDMETHODIMP OutputPin::Disconnect()
         if (!IsConnected()) return S_FALSE;
         BreakConnect();
         DropPeer();
-        return S_OK;
-    });
-}
-
-STDMETHODIMP OutputPin::ConnectedTo(IPin** out)
-{
-    if (out == nullptr) return E_POINTER;
-    *out = Peer().Detach();
-    return *out != nullptr ? S_OK : VFW_E_NOT_CONNECTED;
-}
-
-STDMETHODIMP OutputPin::ConnectionMediaType(AM_MEDIA_TYPE* out)
-{
-    if (out == nullptr) return E_POINTER;
-    const std::lock_guard guard(filter_.filterLock);
-    if (!peer_) {
-        *out = {};
-        return VFW_E_NOT_CONNECTED;
-    }
-    return connectedType_.CopyTo(out);
-}
-
-STDMETHODIMP OutputPin::QueryPinInfo(PIN_INFO* out)
-{
-    if (out == nullptr) return E_POINTER;
-    *out = {};
-    out->pFilter = &filter_;
-    out->pFilter->AddRef();
-    out->dir = PINDIR_OUTPUT;
-    lstrcpynW(out->achName, name_, MAX_PIN_NAME);
-    return S_OK;
-}
-
-STDMETHODIMP OutputPin::QueryDirection(PIN_DIRECTION* out)
-{
-    if (out == nullptr) return E_POINTER;
-    *out = PINDIR_OUTPUT;
-    return S_OK;
-}
-
-STDMETHODIMP OutputPin::QueryId(LPWSTR* out)
-{
-    if (out == nullptr) return E_POINTER;
-    *out = CopyToTaskMemory(name_);
-    return *out != nullptr ? S_OK : E_OUTOFMEMORY;
-}
-
-STDMETHODIMP OutputPin::QueryAccept(const AM_MEDIA_TYPE* type)
-{
-    return Guarded([&] { return CheckMediaType(type) == S_OK ? S_OK : S_FALSE; });
-}
-
-STDMETHODIMP OutputPin::EnumMediaTypes(IEnumMediaTypes** out)
-{
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    return Guarded([&]() -> HRESULT {
-        std::vector<MediaType> types;
-        for (int position = 0;; ++position) {
-            MediaType type;
-            if (GetMediaType(position, &type) != S_OK) break;
-            types.push_back(std::move(type));
-        }
-        *out = MediaTypeEnumerator::Make(std::move(types));
         return S_OK;
     });
 }

@@ -56,7 +56,7 @@ void DicomReaderFilter::NotifyGraph(long event, LONG_PTR first, LONG_PTR second)
     ComPointer<IFilterGraph> graph;
     {
         const std::lock_guard guard(filterLock);
-        graph = ComPointer<IFilterGraph>(graph_);
+        graph = ComPointer<IFilterGraph>(place_.graph);
     }
     if (const auto sink = QueryFor<IMediaEventSink>(graph.Get(), IID_IMediaEventSink))
         sink->Notify(event, first, second);
@@ -170,17 +170,14 @@ STDMETHODIMP DicomReaderFilter::QueryFilterInfo(FILTER_INFO* out)
 {
     if (out == nullptr) return E_POINTER;
     const std::lock_guard guard(filterLock);
-    lstrcpynW(out->achName, graphName_, MAX_FILTER_NAME);
-    out->pGraph = graph_;
-    if (graph_ != nullptr) graph_->AddRef();
+    place_.Describe(out);
     return S_OK;
 }
 
 STDMETHODIMP DicomReaderFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name)
 {
     const std::lock_guard guard(filterLock);
-    graph_ = graph;
-    lstrcpynW(graphName_, name != nullptr ? name : L"", MAX_FILTER_NAME);
+    place_.Join(graph, name);
     return S_OK;
 }
 

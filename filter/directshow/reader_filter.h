@@ -9,6 +9,7 @@
 #include "filter/directshow/com_pointer.h"
 #include "filter/directshow/default_arithmetic.h"
 #include "filter/directshow/dicom_output_pin.h"
+#include "filter/directshow/graph_place.h"
 #include "filter/directshow/reader_automation.h"
 #include "filter/directshow/reader_common.h"
 #include "filter/directshow/stream_pin.h"
@@ -88,9 +89,8 @@ class DicomReaderFilter final : public ComObject,
 
     Lock transitionLock_;
     std::atomic<int> state_{State_Stopped};
-    IFilterGraph* graph_ = nullptr;  ///< not counted: the graph owns the filter
+    GraphPlace place_;
     ComPointer<IReferenceClock> clock_;
-    WCHAR graphName_[MAX_FILTER_NAME] = {};
 
     DicomOutputPin videoPin_;
     StreamOutputPin streamPin_;

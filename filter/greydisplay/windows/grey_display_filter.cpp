@@ -64,7 +64,7 @@ HRESULT GreyDisplayFilter::Show(IMediaSample* sample)
 {
     AM_MEDIA_TYPE* changed = nullptr;
     if (sample->GetMediaType(&changed) == S_OK && changed != nullptr) {
-        HRESULT hr = input_.CheckType(changed);
+        HRESULT hr = input_.CheckMediaType(changed);
         if (SUCCEEDED(hr)) hr = TakeBlock(*changed);
         DeleteMediaType(changed);
         if (FAILED(hr)) return hr;
@@ -252,17 +252,14 @@ STDMETHODIMP GreyDisplayFilter::QueryFilterInfo(FILTER_INFO* out)
 {
     if (out == nullptr) return E_POINTER;
     const std::lock_guard guard(filterLock);
-    lstrcpynW(out->achName, graphName_, MAX_FILTER_NAME);
-    out->pGraph = graph_;
-    if (graph_ != nullptr) graph_->AddRef();
+    place_.Describe(out);
     return S_OK;
 }
 
 STDMETHODIMP GreyDisplayFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name)
 {
     const std::lock_guard guard(filterLock);
-    graph_ = graph;
-    lstrcpynW(graphName_, name != nullptr ? name : L"", MAX_FILTER_NAME);
+    place_.Join(graph, name);
     return S_OK;
 }
 

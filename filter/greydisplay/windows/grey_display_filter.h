@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "TVGreyDisplay.h"
+#include "filter/directshow/graph_place.h"
 #include "filter/greydisplay/grey_display.h"
 #include "filter/greydisplay/windows/grey_input_pin.h"
 #include "filter/greydisplay/windows/grey_output_pin.h"
@@ -73,9 +74,8 @@ class GreyDisplayFilter final : public ComObject, public IBaseFilter, public ITV
     GreyDisplay display_;
     std::vector<uint8_t> scratch_;  ///< the stream's
     std::atomic<int> state_{State_Stopped};
-    IFilterGraph* graph_ = nullptr;  ///< not counted: the graph owns the filter
+    GraphPlace place_;
     ComPointer<IReferenceClock> clock_;
-    WCHAR graphName_[MAX_FILTER_NAME] = {};
 
     GreyInputPin input_;
     GreyOutputPin output_;

@@ -21,7 +21,7 @@ HRESULT GreyInputPin::PreferredType(MediaType* out)
     return S_OK;
 }
 
-HRESULT GreyInputPin::CheckType(const AM_MEDIA_TYPE* type)
+HRESULT GreyInputPin::CheckMediaType(const AM_MEDIA_TYPE* type)
 {
     if (type == nullptr || type->majortype != MEDIATYPE_Video || type->subtype != kSubtypeGrey ||
         type->formattype != FORMAT_VideoInfo || type->bTemporalCompression != FALSE)
@@ -40,9 +40,11 @@ STDMETHODIMP GreyInputPin::ReceiveConnection(IPin* peer, const AM_MEDIA_TYPE* ty
         PIN_DIRECTION direction = PINDIR_INPUT;
         if (FAILED(peer->QueryDirection(&direction)) || direction != PINDIR_OUTPUT)
             return VFW_E_INVALID_DIRECTION;
-        HRESULT hr = CheckType(type);
+        HRESULT hr = CheckMediaType(type);
         if (hr == S_OK) hr = filter_.TakeBlock(*type);
-        return hr == S_OK ? Keep(peer, type) : hr;
+        if (hr == S_OK) hr = KeepType(*type);
+        if (FAILED(hr)) return hr;
+        return TakePeer(peer) ? S_OK : VFW_E_ALREADY_CONNECTED;
     });
 }
 

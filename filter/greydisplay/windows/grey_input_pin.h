@@ -15,7 +15,7 @@ class GreyInputPin final : public GreyPin, public IMemInputPin
     STDMETHODIMP_(ULONG) AddRef() override { return GreyPin::AddRef(); }
     STDMETHODIMP_(ULONG) Release() override { return GreyPin::Release(); }
 
-    HRESULT CheckType(const AM_MEDIA_TYPE* type) override;
+    HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
     /// Frees a source that waits for a sample; when the filter stops.
     void Inactivate();
 

@@ -6,21 +6,6 @@
 #include "filter/greydisplay/windows/grey_display_ids.h"
 
 namespace talv {
-namespace {
-bool IsOpenOr(const GUID& wanted, const GUID& actual)
-{
-    return wanted == GUID_NULL || wanted == actual;
-}
-
-// A wanted type may leave fields open with GUID_NULL.
-bool MatchesWanted(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE* wanted)
-{
-    return wanted == nullptr ||
-           (IsOpenOr(wanted->majortype, type.majortype) && IsOpenOr(wanted->subtype, type.subtype) &&
-            IsOpenOr(wanted->formattype, type.formattype));
-}
-}  // namespace
-
 GreyOutputPin::GreyOutputPin(GreyDisplayFilter& filter) : GreyPin(filter, kGreyOutputName, PINDIR_OUTPUT) {}
 
 void GreyOutputPin::MakeSeeking(IPin* input)
@@ -65,7 +50,7 @@ HRESULT GreyOutputPin::ReadForm(const AM_MEDIA_TYPE& type, RgbForm* form) const
     return good ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
-HRESULT GreyOutputPin::CheckType(const AM_MEDIA_TYPE* type)
+HRESULT GreyOutputPin::CheckMediaType(const AM_MEDIA_TYPE* type)
 {
     RgbForm ignored;
     return type != nullptr ? ReadForm(*type, &ignored) : VFW_E_TYPE_NOT_ACCEPTED;
@@ -94,8 +79,9 @@ HRESULT GreyOutputPin::TryType(IPin* peer, const AM_MEDIA_TYPE& type)
 {
     RgbForm form;
     HRESULT hr = ReadForm(type, &form);
-    if (SUCCEEDED(hr)) hr = Keep(peer, &type);
+    if (SUCCEEDED(hr)) hr = KeepType(type);
     if (FAILED(hr)) return hr;
+    if (!TakePeer(peer)) return VFW_E_ALREADY_CONNECTED;
     form_ = form;
     hr = peer->ReceiveConnection(this, &type);
     if (SUCCEEDED(hr)) {
@@ -104,7 +90,7 @@ HRESULT GreyOutputPin::TryType(IPin* peer, const AM_MEDIA_TYPE& type)
         peer->Disconnect();
     }
     BreakConnect();
-    Keep(nullptr, nullptr);
+    DropPeer();
     return hr;
 }
 
@@ -191,7 +177,7 @@ HRESULT GreyOutputPin::TakeFormatChange(IMediaSample* sample)
     if (sample->GetMediaType(&changed) != S_OK || changed == nullptr) return S_OK;
     RgbForm form;
     HRESULT hr = ReadForm(*changed, &form);
-    if (SUCCEEDED(hr)) hr = Keep(Peer().Get(), changed);
+    if (SUCCEEDED(hr)) hr = KeepType(*changed);
     if (SUCCEEDED(hr)) form_ = form;
     DeleteMediaType(changed);
     return hr;

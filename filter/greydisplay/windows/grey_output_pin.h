@@ -16,7 +16,7 @@ class GreyOutputPin final : public GreyPin, public IQualityControl
 
     /// Makes the seeking interfaces, which ask the peer of `input`. Without them the pin cannot seek.
     void MakeSeeking(IPin* input);
-    HRESULT CheckType(const AM_MEDIA_TYPE* type) override;
+    HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
     HRESULT Activate();
     void Inactivate();
     bool DownstreamCanBlock() const;
