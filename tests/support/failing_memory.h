@@ -26,13 +26,13 @@ void* TakeMemoryOrThrow(std::size_t size)
 }
 }  // namespace
 
-// Deleting stays out of line: inlined beside a call of `new` it looks to the compiler as if the two did not
+// Out of line: one of a pair inlined beside a call of the other looks to the compiler as if they did not
 // match.
 // clang-format off
-void* operator new(std::size_t size) { return TakeMemoryOrThrow(size); }
-void* operator new[](std::size_t size) { return TakeMemoryOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return TakeMemory(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return TakeMemory(size); }
+[[gnu::noinline]] void* operator new(std::size_t size) { return TakeMemoryOrThrow(size); }
+[[gnu::noinline]] void* operator new[](std::size_t size) { return TakeMemoryOrThrow(size); }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return TakeMemory(size); }
+[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return TakeMemory(size); }
 [[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete[](void* block) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
