@@ -70,6 +70,8 @@ decodes() {
         [ "$(compare -metric PSNR "$work/picture.jpg" "$work/picture.ppm" null: 2>&1 | cut -d. -f1)" -ge 40 ]
 }
 
+describes() { run cscript.exe //nologo "$(windows_path "$PWD/docs/examples/describe_clip.vbs")" "$(windows_path "$1")" | grep -q 'user frame time: 40 ms'; }
+
 associated() {
     run cmd /c "$(windows_path "$files/associate-dcm.cmd")" &&
         run reg query 'HKCU\Software\Classes\.dcm' | grep -q TalvDicomReader.Clip &&
@@ -105,6 +107,7 @@ for bits in 64 32; do
     check "package.example-play$bits" run $examples/play_clip.exe "$(windows_path "$PWD/tests/data/samples/$grey_clip")"
     check "package.example-decode$bits" decodes $examples/decode_jpeg.exe "$files/$folder/TVDicRd2.ax"
 done
+check package.example-script describes "$files/cine-us.dcm"
 check package.associate associated
 check package.associate-undo run cmd /c "$(windows_path "$files/associate-dcm.cmd")" /undo
 check package.associate-keeps keeps_what_was_associated
