@@ -1,7 +1,5 @@
 #pragma once
 
-#include <atomic>
-
 #include "filter/directshow/output_pin.h"
 #include "filter/directshow/worker_thread.h"
 #include "filter/frame_timeline.h"
@@ -61,6 +59,7 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     HRESULT DecideAllocator(IMemInputPin* input);
     HRESULT TryAllocator(IMemInputPin* input, IMemAllocator* allocator, ALLOCATOR_PROPERTIES wanted);
 
+    bool MarkRestart();
     void RestartStream();
     static void RunWorker(void* pin);
     void ObeyCommands();
@@ -75,6 +74,6 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
 
     Lock workerLock_;  ///< guards starting, telling and joining worker_; see DicomReaderFilter for the order
     WorkerThread worker_;
-    std::atomic<bool> restarting_{false};
+    bool restarting_ = false;  ///< from the change of the position to the end of its flush; seeking lock
 };
 }  // namespace talv
