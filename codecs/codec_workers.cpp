@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <mutex>
 #include <system_error>
 
 #include "platform/cpu.h"
@@ -40,12 +41,11 @@ CodecWorkers::CodecWorkers(unsigned count) : count_(WantedThreads(count)) {}
 
 CodecWorkers::~CodecWorkers()
 {
-    if (threads_.empty()) return;  // a first lock may need memory, and there may be none
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard guard(lock_);
         stop_ = true;
     }
-    wake_.notify_all();
+    wake_.NotifyAll();
     for (std::thread& thread : threads_) thread.join();
 }
 
@@ -54,7 +54,6 @@ void CodecWorkers::Start()
     started_ = true;
     try {
         threads_.reserve(count_ - 1);
-        const std::lock_guard ready(mutex_);  // the first lock may fail, later ones do not
         while (threads_.size() + 1 < count_) {
             const auto number = static_cast<unsigned>(threads_.size() + 1);
             threads_.emplace_back([this, number] { Serve(number); });
@@ -72,18 +71,18 @@ void CodecWorkers::Run(size_t count, const std::function<void(size_t, unsigned)>
         return;
     }
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard guard(lock_);
         work_ = &work;
         workCount_ = count;
         next_ = 0;
         busy_ = static_cast<unsigned>(threads_.size());
         ++generation_;
     }
-    wake_.notify_all();
+    wake_.NotifyAll();
     Drain(0);
     if (ComesSoon([this] { return busy_ == 0; })) return;
-    std::unique_lock lock(mutex_);
-    done_.wait(lock, [this] { return busy_ == 0; });
+    const std::lock_guard guard(lock_);
+    while (busy_ != 0) done_.Wait(&lock_);
 }
 
 void CodecWorkers::Drain(unsigned thread)
@@ -98,14 +97,14 @@ void CodecWorkers::Serve(unsigned thread)
     for (;;) {
         ComesSoon(called);
         {
-            std::unique_lock lock(mutex_);
-            wake_.wait(lock, called);
+            const std::lock_guard guard(lock_);
+            while (!called()) wake_.Wait(&lock_);
             if (stop_) return;
             seen = generation_;
         }
         Drain(thread);
-        const std::lock_guard lock(mutex_);
-        if (--busy_ == 0) done_.notify_one();
+        const std::lock_guard guard(lock_);
+        if (--busy_ == 0) done_.NotifyOne();
     }
 }
 }  // namespace talv

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "platform/lock.h"
 
 namespace talv {
 /// Threads that share loops of one decoding call. They start with the first loop worth sharing and have ended
@@ -36,13 +36,13 @@ class CodecWorkers
     unsigned count_;
     bool started_ = false;
     std::vector<std::thread> threads_;
-    // `mutex_` guards what follows; workers wait on `wake_`, the caller on `done_`.
-    std::mutex mutex_;
-    std::condition_variable wake_, done_;
+    // `lock_` guards what follows; workers wait on `wake_`, the caller on `done_`.
+    Lock lock_;
+    Condition wake_, done_;
     const std::function<void(size_t, unsigned)>* work_ = nullptr;
     size_t workCount_ = 0;
     std::atomic<size_t> next_{0};
-    // Written under the mutex, read without it by those who look for a moment before they wait.
+    // Written under the lock, read without it by those who look for a moment before they wait.
     std::atomic<unsigned> generation_{0}, busy_{0};
     std::atomic<bool> stop_{false};
 };

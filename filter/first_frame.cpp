@@ -126,5 +126,8 @@ void FrameSource::TakeFrameCount()
     if (element != nullptr && !dataSet->GetInteger(element, 0, &frames)) frames = 1;
     timeline->frameCount = frames;
     timeline->stopFrame = frames;
+    // A position sought in the file before means nothing in this one.
+    timeline->currentFrame = 0;
+    timeline->positionsSet = false;
 }
 }  // namespace talv

@@ -3,18 +3,19 @@
 #include <mutex>
 
 #include "platform/desktop.h"
+#include "platform/lock.h"
 
 namespace talv {
 namespace {
 // Guards the two fields below, which change together; never held while a notice is shown.
-std::mutex sinkMutex;
+Lock sinkLock;
 NoticeSink currentSink = nullptr;
 void* currentContext = nullptr;
 }  // namespace
 
 void SetNoticeSink(NoticeSink sink, void* context)
 {
-    const std::lock_guard lock(sinkMutex);
+    const std::lock_guard guard(sinkLock);
     currentSink = sink;
     currentContext = context;
 }
@@ -24,7 +25,7 @@ void ShowNotice(const char* text, const char* title, uint32_t style)
     NoticeSink sink;
     void* context;
     {
-        const std::lock_guard lock(sinkMutex);
+        const std::lock_guard guard(sinkLock);
         sink = currentSink;
         context = currentContext;
     }

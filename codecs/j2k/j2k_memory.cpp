@@ -5,6 +5,8 @@
 #include <mutex>
 #include <new>
 
+#include "platform/lock.h"
+
 namespace talv {
 namespace {
 constexpr size_t kKeptBytes = size_t{sizeof(void*) >= 8 ? 64u : 24u} << 20;
@@ -22,7 +24,7 @@ class KeptMemory
     /// A piece of at least `bytes` and at most twice that; null when none is kept.
     void* Take(size_t bytes, size_t* size)
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard guard(lock_);
         for (Piece& piece : pieces_) {
             if (piece.memory == nullptr || piece.bytes < bytes || piece.bytes / 2 > bytes) continue;
             void* memory = piece.memory;
@@ -39,7 +41,7 @@ class KeptMemory
     {
         void* dropped = memory;
         {
-            const std::lock_guard lock(mutex_);
+            const std::lock_guard guard(lock_);
             Piece& place =
                 *std::min_element(pieces_.begin(), pieces_.end(),
                                   [](const Piece& a, const Piece& b) { return a.bytes < b.bytes; });
@@ -60,7 +62,7 @@ class KeptMemory
     };
 
     // Guards all below; held for a few instructions.
-    std::mutex mutex_;
+    Lock lock_;
     std::array<Piece, 8> pieces_;
     size_t kept_ = 0;
 };

@@ -3,6 +3,7 @@
 #include "filter/directshow/output_pin.h"
 #include "filter/directshow/worker_thread.h"
 #include "filter/frame_timeline.h"
+#include "platform/lock.h"
 
 namespace talv {
 /// The video pin: pushes one sample per frame from a worker thread of its own, and answers seeking and
@@ -26,8 +27,8 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     /// Ends the worker and waits for it.
     void Deactivate();
     bool IsActive();
-    /// When it is the worker that drops the filter's last reference, from a call of downstream's: true, and the
-    /// worker deletes the filter once it is back from there.
+    /// When it is the worker that drops the filter's last reference, from a call of downstream's: true, and
+    /// the worker deletes the filter once it is back from there.
     bool LeaveEndToWorker();
 
     // IMediaSeeking

@@ -4,16 +4,19 @@
 
 #include <algorithm>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "filter/directshow/com_object.h"
 #include "filter/directshow/com_pointer.h"
 #include "filter/directshow/media_type.h"
+#include "filter/directshow/pin_base.h"
+#include "platform/lock.h"
 
 namespace talv {
-/// IEnumPins and IEnumMediaTypes over a list taken when the enumerator is made: what the pin or filter does
-/// later does not disturb a walk. `Traits` names the interface, its identifier, what Next writes, what is
-/// kept, and how one item is handed out.
+/// IEnumPins and IEnumMediaTypes over a list taken when the enumerator is made. `Traits` names the interface,
+/// its identifier, what Next writes, what is kept, how one item is handed out, whether it is still what the
+/// filter has (a walk is out of sync otherwise), and what stands in its place after a reset.
 template <class Traits>
 class Enumerator final : public ComObject, public Traits::Interface
 {
@@ -38,6 +41,7 @@ class Enumerator final : public ComObject, public Traits::Interface
         if (fetched == nullptr && count > 1) return E_INVALIDARG;
         std::fill_n(out, count, nullptr);
         const std::lock_guard guard(lock_);
+        if (!InSync()) return VFW_E_ENUM_OUT_OF_SYNC;
         ULONG done = 0;
         for (; done < count && position_ < items_->size(); ++done, ++position_) {
             const HRESULT hr = Traits::HandOut((*items_)[position_], &out[done]);
@@ -53,6 +57,7 @@ class Enumerator final : public ComObject, public Traits::Interface
     STDMETHODIMP Skip(ULONG count) override
     {
         const std::lock_guard guard(lock_);
+        if (!InSync()) return VFW_E_ENUM_OUT_OF_SYNC;
         const size_t left = items_->size() - position_;
         position_ += std::min<size_t>(count, left);
         return count <= left ? S_OK : S_FALSE;
@@ -60,17 +65,27 @@ class Enumerator final : public ComObject, public Traits::Interface
 
     STDMETHODIMP Reset() override
     {
-        const std::lock_guard guard(lock_);
-        position_ = 0;
-        return S_OK;
+        return Guarded([&] {
+            Items renewed;  // the old ones go with the lock free
+            const std::lock_guard guard(lock_);
+            if (!InSync()) {
+                std::vector<typename Traits::Kept> list;
+                for (const auto& item : *items_) list.push_back(Traits::Renew(item));
+                renewed = std::make_shared<const std::vector<typename Traits::Kept>>(std::move(list));
+                std::swap(items_, renewed);
+            }
+            position_ = 0;
+            return S_OK;
+        });
     }
 
     STDMETHODIMP Clone(typename Traits::Interface** out) override
     {
         if (out == nullptr) return E_POINTER;
         *out = nullptr;
-        return Guarded([&] {
+        return Guarded([&]() -> HRESULT {
             const std::lock_guard guard(lock_);
+            if (!InSync()) return VFW_E_ENUM_OUT_OF_SYNC;
             *out = new Enumerator(items_, position_);
             return S_OK;
         });
@@ -82,23 +97,34 @@ class Enumerator final : public ComObject, public Traits::Interface
         return iid == Traits::Iid() ? static_cast<typename Traits::Interface*>(this) : nullptr;
     }
 
-    const Items items_;
-    Lock lock_;  ///< guards position_; a leaf
+    bool InSync() const { return std::all_of(items_->begin(), items_->end(), Traits::IsCurrent); }
+
+    Items items_;
+    Lock lock_;  ///< guards all; a leaf
     size_t position_;
+};
+
+/// A pin with a reference.
+struct KeptPin
+{
+    explicit KeptPin(PinBase* kept) : pin(kept), reference(kept) {}
+    PinBase* pin;
+    ComPointer<IPin> reference;
 };
 
 struct PinTraits
 {
     using Interface = IEnumPins;
     using Out = IPin*;
-    using Kept = ComPointer<IPin>;
+    using Kept = KeptPin;
     static REFIID Iid() { return IID_IEnumPins; }
     static HRESULT HandOut(const Kept& kept, Out* out)
     {
-        *out = kept.Get();
-        (*out)->AddRef();
+        *out = ComPointer<IPin>(kept.reference).Detach();
         return S_OK;
     }
+    static bool IsCurrent(const Kept& kept) { return &kept.pin->Shown() == kept.pin; }
+    static Kept Renew(const Kept& kept) { return KeptPin(&kept.pin->Shown()); }
 };
 using PinEnumerator = Enumerator<PinTraits>;
 
@@ -120,6 +146,8 @@ struct MediaTypeTraits
         *out = record;
         return S_OK;
     }
+    static bool IsCurrent(const Kept&) { return true; }
+    static Kept Renew(const Kept&) { return {}; }
 };
 using MediaTypeEnumerator = Enumerator<MediaTypeTraits>;
 }  // namespace talv

@@ -14,18 +14,25 @@ OutputPin::OutputPin(DicomReaderFilter& filter, const wchar_t* name)
     : PinBase(filter, filter.filterLock, name, PINDIR_OUTPUT), filter_(filter)
 {}
 
+PinBase& OutputPin::Shown()
+{
+    return filter_.ExposedPin();
+}
+
 STDMETHODIMP OutputPin::Connect(IPin* peer, const AM_MEDIA_TYPE* wanted)
 {
     if (peer == nullptr) return E_POINTER;
     return Guarded([&]() -> HRESULT {
         if (filter_.State() != State_Stopped) return VFW_E_NOT_STOPPED;
         if (IsConnected()) return VFW_E_ALREADY_CONNECTED;
+        if (&Shown() != this) return VFW_E_NO_ACCEPTABLE_TYPES;  // of a file that was there before
         PIN_DIRECTION direction = PINDIR_OUTPUT;
         if (FAILED(peer->QueryDirection(&direction)) || direction != PINDIR_INPUT)
             return VFW_E_INVALID_DIRECTION;
         if (wanted != nullptr && IsFullySpecified(*wanted)) return TryType(peer, *wanted);
-        const HRESULT hr = TryOwnTypes(peer, wanted);
-        return SUCCEEDED(hr) ? hr : TryPeerTypes(peer, wanted);
+        const HRESULT own = TryOwnTypes(peer, wanted);
+        if (SUCCEEDED(own)) return own;
+        return SUCCEEDED(TryPeerTypes(peer, wanted)) ? S_OK : own;
     });
 }
 
@@ -50,7 +57,7 @@ HRESULT OutputPin::TryOwnTypes(IPin* peer, const AM_MEDIA_TYPE* wanted)
     for (int position = 0;; ++position) {
         MediaType type;
         const HRESULT offered = GetMediaType(position, &type);
-        if (FAILED(offered)) return offered;
+        if (offered == E_OUTOFMEMORY) return offered;
         if (offered != S_OK) return result;
         if (!MatchesWanted(type.Get(), wanted)) continue;
         const HRESULT hr = TryType(peer, type.Get());

@@ -13,6 +13,7 @@ class OutputPin : public PinBase
   public:
     OutputPin(DicomReaderFilter& filter, const wchar_t* name);
 
+    PinBase& Shown() override;
     STDMETHODIMP Connect(IPin* peer, const AM_MEDIA_TYPE* wanted) override;
     STDMETHODIMP ReceiveConnection(IPin*, const AM_MEDIA_TYPE*) override { return E_UNEXPECTED; }
     STDMETHODIMP Disconnect() override;

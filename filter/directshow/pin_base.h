@@ -5,6 +5,7 @@
 #include "filter/directshow/com_object.h"
 #include "filter/directshow/com_pointer.h"
 #include "filter/directshow/media_type.h"
+#include "platform/lock.h"
 
 namespace talv {
 /// What every pin answers about itself and its connection. A pin is part of its filter and lives as long;
@@ -20,6 +21,8 @@ class PinBase : public IPin
     virtual ~PinBase() = default;
 
     const wchar_t* Name() const { return name_; }
+    /// The pin that the filter shows in this one's place; itself unless a load changed that.
+    virtual PinBase& Shown() { return *this; }
     bool IsConnected() const;
     ComPointer<IPin> Peer() const;
 

@@ -65,6 +65,7 @@ STDMETHODIMP PropertyPage::Deactivate()
     if (dialog_ == nullptr) return E_UNEXPECTED;
     DestroyWindow(dialog_);
     dialog_ = nullptr;
+    dirty_ = false;  // what was not applied went with the controls
     return S_OK;
 }
 
@@ -77,7 +78,11 @@ STDMETHODIMP PropertyPage::GetPageInfo(PROPPAGEINFO* out)
     out->size = PageSize(dialogTemplate_);
     out->pszHelpFile = CopyToTaskMemory(kHelpFileName);  // frames offer their help button for it
     out->dwHelpContext = 0;
-    return out->pszTitle != nullptr ? S_OK : E_OUTOFMEMORY;
+    if (out->pszTitle != nullptr) return S_OK;
+    CoTaskMemFree(out->pszDocString);
+    CoTaskMemFree(out->pszHelpFile);
+    out->pszDocString = out->pszHelpFile = nullptr;
+    return E_OUTOFMEMORY;
 }
 
 STDMETHODIMP PropertyPage::SetObjects(ULONG count, IUnknown** objects)

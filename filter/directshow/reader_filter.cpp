@@ -152,7 +152,7 @@ STDMETHODIMP DicomReaderFilter::EnumPins(IEnumPins** out)
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     return Guarded([&] {
-        std::vector<ComPointer<IPin>> pins;
+        std::vector<KeptPin> pins;
         pins.emplace_back(&ExposedPin());
         *out = PinEnumerator::Make(std::move(pins));
         return S_OK;
@@ -197,15 +197,16 @@ STDMETHODIMP DicomReaderFilter::QueryVendorInfo(LPWSTR* out)
 
 STDMETHODIMP DicomReaderFilter::Load(LPCOLESTR fileName, const AM_MEDIA_TYPE*)
 {
-    return Guarded([&] {
+    const HRESULT hr = Guarded([&] {
         const DefaultArithmetic arithmetic;
+        const bool connected = ExposedPin().IsConnected();
+        if (!connected) streamPin_.Rewind();
         const std::wstring name = fileName != nullptr ? NameForNarrowCalls(fileName) : std::wstring();
         const auto* characters = reinterpret_cast<const char16_t*>(name.c_str());
-        const int32_t result =
-            source.Load(fileName != nullptr ? characters : nullptr, ExposedPin().IsConnected());
-        streamPin_.Rewind();
+        const int32_t result = source.Load(fileName != nullptr ? characters : nullptr, connected);
         return result == kLoadOk ? S_OK : S_FALSE;
     });
+    return SUCCEEDED(hr) ? hr : S_FALSE;  // a load never answers an error
 }
 
 STDMETHODIMP DicomReaderFilter::GetCurFile(LPOLESTR* fileName, AM_MEDIA_TYPE* type)

@@ -15,6 +15,7 @@
 #include "filter/directshow/stream_pin.h"
 #include "filter/frame_source.h"
 #include "filter/frame_timeline.h"
+#include "platform/lock.h"
 
 namespace talv {
 /// The source filter: one file, one output pin at a time (video, or the MPEG-2 stream as it is).

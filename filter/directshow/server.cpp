@@ -10,6 +10,7 @@
 #include "filter/directshow/server_lock.h"
 #include "filter/directshow/type_library.h"
 #include "platform/module.h"
+#include "platform/windows/runtime_memory.h"
 #include "raster/raster_settings.h"
 
 namespace talv {
@@ -19,6 +20,7 @@ constexpr int kGlobalMemoryAllocator = 2;
 // Under the loader lock: memory work only.
 bool Attach(HINSTANCE module)
 {
+    if (!PrepareRuntime()) return false;
     serverModule = module;
     RememberModule(module);  // where the codec entry points are looked up
     SelectAllocator(kGlobalMemoryAllocator);
@@ -31,6 +33,7 @@ void Detach()
 {
     FreeDictionaries();
     DetachRasterLibrary();
+    ReleaseRuntime();
 }
 
 const ClassEntry* FindClass(REFCLSID id)
@@ -52,6 +55,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID)
             break;
         case DLL_THREAD_DETACH:
             talv::DetachRasterThread();
+            talv::ReleaseRuntimeOfThread();
             break;
         default:
             break;

@@ -27,20 +27,4 @@ class ServerUse
 
 /// The handle under which the library was loaded; set at process attach.
 inline HINSTANCE serverModule = nullptr;
-
-/// A lock that cannot fail and is not recursive; made for std::lock_guard.
-class Lock
-{
-  public:
-    void lock() noexcept { AcquireSRWLockExclusive(&lock_); }
-    void unlock() noexcept { ReleaseSRWLockExclusive(&lock_); }
-    /// Held by the caller: gives it up, waits for `changed` or the timeout (ms), and takes it again.
-    void Wait(CONDITION_VARIABLE* changed, DWORD timeout) noexcept
-    {
-        SleepConditionVariableSRW(changed, &lock_, timeout, 0);
-    }
-
-  private:
-    SRWLOCK lock_ = SRWLOCK_INIT;
-};
 }  // namespace talv

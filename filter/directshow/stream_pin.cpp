@@ -42,7 +42,7 @@ HRESULT StreamOutputPin::CheckMediaType(const AM_MEDIA_TYPE* type)
 
 void StreamOutputPin::Rewind()
 {
-    std::deque<Filled> dropped;  // released with the lock free
+    std::list<Filled> dropped;  // released with the lock free
     const std::lock_guard guard(requestLock_);
     std::swap(dropped, filled_);
     flushing_ = false;
@@ -106,7 +106,7 @@ STDMETHODIMP StreamOutputPin::Request(IMediaSample* sample, DWORD_PTR user)
             const std::lock_guard guard(requestLock_);
             filled_.push_back({ComPointer<IMediaSample>(sample), user, result});
         }
-        WakeAllConditionVariable(&changed_);
+        changed_.NotifyAll();
         return S_OK;
     });
 }
@@ -122,7 +122,10 @@ STDMETHODIMP StreamOutputPin::WaitForNext(DWORD timeout, IMediaSample** sample, 
         if (flushing_) return VFW_E_WRONG_STATE;
         const DWORD waited = GetTickCount() - began;
         if (timeout != INFINITE && waited >= timeout) return VFW_E_TIMEOUT;
-        requestLock_.Wait(&changed_, timeout == INFINITE ? INFINITE : timeout - waited);
+        if (timeout == INFINITE)
+            changed_.Wait(&requestLock_);
+        else
+            changed_.WaitFor(&requestLock_, timeout - waited);
     }
     Filled next = std::move(filled_.front());
     filled_.pop_front();
@@ -160,7 +163,7 @@ STDMETHODIMP StreamOutputPin::BeginFlush()
         const std::lock_guard guard(requestLock_);
         flushing_ = true;
     }
-    WakeAllConditionVariable(&changed_);
+    changed_.NotifyAll();
     return S_OK;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <atomic>
-#include <deque>
+#include <list>
 
 #include "filter/directshow/output_pin.h"
+#include "platform/lock.h"
 
 namespace talv {
 /// The MPEG-2 pin: offers the stream held in memory to a parser that pulls it. Reads are answered at once, on
@@ -21,7 +21,7 @@ class StreamOutputPin final : public OutputPin, public IAsyncReader
 
     HRESULT GetMediaType(int position, MediaType* out) override;
     HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
-    /// Forgets requests that nobody fetched; after a load.
+    /// Forgets requests that nobody fetched.
     void Rewind();
 
     // IAsyncReader
@@ -46,9 +46,9 @@ class StreamOutputPin final : public OutputPin, public IAsyncReader
     void BreakConnect() override { Rewind(); }
     HRESULT ReadInto(IMediaSample* sample);
 
-    Lock requestLock_;           ///< guards filled_ and flushing_; a leaf
-    std::deque<Filled> filled_;  ///< requests waiting for WaitForNext, oldest first
+    Lock requestLock_;          ///< guards filled_ and flushing_; a leaf
+    std::list<Filled> filled_;  ///< requests waiting for WaitForNext, oldest first
     bool flushing_ = false;
-    CONDITION_VARIABLE changed_ = CONDITION_VARIABLE_INIT;  ///< a request was filled or a flush began
+    Condition changed_;  ///< a request was filled or a flush began
 };
 }  // namespace talv

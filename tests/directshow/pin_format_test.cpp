@@ -1,5 +1,5 @@
 #include "filter/directshow/media_type.h"
-#include "tests/directshow/component_fixture.h"
+#include "tests/directshow/fake_downstream.h"
 
 namespace talv {
 namespace {
@@ -156,6 +156,48 @@ TEST_F(PinFormat, Mpeg2StreamIsReadByPull)
     EXPECT_EQ(reader->BeginFlush(), S_OK);
     EXPECT_EQ(reader->WaitForNext(INFINITE, back.Out(), &user), VFW_E_WRONG_STATE);
     EXPECT_EQ(reader->EndFlush(), S_OK);
+}
+
+// What a refused load leaves alone, and what a pin that is not shown any more answers.
+TEST_F(PinFormat, OnlyThePinThatIsShownConnects)
+{
+    const TemporaryFile clip = GreyClip(2).Save();
+    const TemporaryFile mpeg2 = PreambleFile()
+                                    .ExplicitLittle("1.2.840.10008.1.2.4.100")
+                                    .Image({.rows = 2, .columns = 4})
+                                    .Encapsulated({ByteVector(64, 1)})
+                                    .Save();
+    const ComPointer<IBaseFilter> filter = MakeFilter();
+    FakePin input;
+    ASSERT_EQ(LoadPath(filter.Get(), clip.Path()), S_OK);
+    const ComPointer<IPin> video = OnlyPin(filter.Get());
+    ComPointer<IEnumPins> pins;
+    ASSERT_EQ(filter->EnumPins(pins.Out()), S_OK);
+    ASSERT_EQ(LoadPath(filter.Get(), mpeg2.Path()), S_OK);
+    const ComPointer<IPin> stream = OnlyPin(filter.Get());
+    ComPointer<IPin> listed;
+    EXPECT_EQ(pins->Next(1, listed.Out(), nullptr), VFW_E_ENUM_OUT_OF_SYNC);
+    EXPECT_EQ(pins->Reset(), S_OK);
+    EXPECT_EQ(pins->Next(1, listed.Out(), nullptr), S_OK);
+    EXPECT_EQ(listed.Get(), stream.Get());
+    EXPECT_EQ(video->Connect(&input, nullptr), VFW_E_NO_ACCEPTABLE_TYPES);
+    ASSERT_EQ(stream->Connect(&input, nullptr), S_OK);
+
+    ComPointer<IMemAllocator> allocator;
+    const auto reader = Query<IAsyncReader>(stream.Get(), IID_IAsyncReader);
+    ALLOCATOR_PROPERTIES wanted = {1, 64, 1, 0};
+    ASSERT_EQ(reader->RequestAllocator(nullptr, &wanted, allocator.Out()), S_OK);
+    allocator->Commit();
+    ComPointer<IMediaSample> sample, back;
+    ASSERT_EQ(allocator->GetBuffer(sample.Out(), nullptr, nullptr, 0), S_OK);
+    REFERENCE_TIME start = 0, stop = 64 * 10'000'000;
+    sample->SetTime(&start, &stop);
+    EXPECT_EQ(reader->Request(sample.Get(), 5), S_OK);
+    EXPECT_EQ(LoadPath(filter.Get(), clip.Path()), S_FALSE);
+    DWORD_PTR user = 0;
+    EXPECT_EQ(reader->WaitForNext(0, back.Out(), &user), S_OK) << "a refused load keeps what was asked for";
+    EXPECT_EQ(user, 5u);
+    EXPECT_EQ(stream->Disconnect(), S_OK);
 }
 }  // namespace
 }  // namespace talv

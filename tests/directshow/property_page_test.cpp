@@ -156,7 +156,12 @@ TEST_F(SettingsPageTest, ShowsTheSettingsAndAppliesWhatChanged)
     const NoticeCapture notices;
     EXPECT_EQ(page_->Apply(), S_OK);
     EXPECT_EQ(TextOf(IDC_STATUS), L"The file was not loaded.");
-    Close();
+    Click(IDC_FRAME_CONTROL);
+    EXPECT_EQ(page_->Deactivate(), S_OK);
+    EXPECT_EQ(page_->Apply(), S_OK);
+    reader_->get_FrameControl(&control);
+    EXPECT_EQ(control, VARIANT_TRUE) << "what went with the page is not applied";
+    EXPECT_EQ(page_->SetObjects(0, nullptr), S_OK);
 }
 
 TEST_F(SettingsPageTest, TheSpinControlCountsInTens)

@@ -105,6 +105,18 @@ TEST_F(FrameSourceLoad, FrameCountIsTheFirstIntegerOrOne)
     }
 }
 
+TEST_F(FrameSourceLoad, APositionSoughtInTheFileBeforeIsForgotten)
+{
+    ASSERT_EQ(Load(GreyClip(9, "")), kLoadOk);
+    int64_t position = 6;
+    timeline.timeFormat = TimeFormat::frame;
+    EXPECT_EQ(SetPositions(&timeline, &position, kSeekAbsolute, nullptr, 0), SeekResult::changed);
+    ASSERT_EQ(Load(GreyClip(3, "")), kLoadOk);
+    StartWorker(&timeline);
+    EXPECT_EQ(timeline.currentFrame, 0);
+    EXPECT_EQ(timeline.stopFrame, 2);
+}
+
 TEST_F(FrameSourceLoad, RescaleValuesLoseFractionAndSign)
 {
     const struct

@@ -226,7 +226,7 @@ STDMETHODIMP GreyDisplayFilter::EnumPins(IEnumPins** out)
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     return Guarded([&] {
-        std::vector<ComPointer<IPin>> pins;
+        std::vector<KeptPin> pins;
         pins.emplace_back(&input_);
         pins.emplace_back(&output_);
         *out = PinEnumerator::Make(std::move(pins));
