@@ -200,8 +200,8 @@ LRESULT PlayerWindow::Handle(UINT message, WPARAM wide, LPARAM extra)
         case WM_MOUSEMOVE:
             if (HandleMouse(message, GET_X_LPARAM(extra), GET_Y_LPARAM(extra))) return 0;
             break;
-        case WM_CAPTURECHANGED:
-            dragging_ = Dragging::nothing;
+        case WM_CAPTURECHANGED:  // also when another window takes the mouse away: the drag ends where it was
+            EndDrag();
             return 0;
         case WM_DROPFILES:
             HandleDrop(wide);
@@ -236,8 +236,9 @@ bool PlayerWindow::HandleMouse(UINT message, int32_t x, int32_t y)
             return true;
         case WM_LBUTTONUP:
             if (dragging_ != Dragging::nothing) {
-                MoveDrag(x, y, Drag::end);
-                dragging_ = Dragging::nothing;
+                lastX_ = x;
+                lastY_ = y;
+                EndDrag();
                 ReleaseCapture();
             }
             return true;
@@ -276,8 +277,17 @@ void PlayerWindow::BeginDrag(int32_t x, int32_t y)
     MoveDrag(x, y, Drag::begin);
 }
 
+void PlayerWindow::EndDrag()
+{
+    if (dragging_ == Dragging::nothing) return;
+    MoveDrag(lastX_, lastY_, Drag::end);
+    dragging_ = Dragging::nothing;
+}
+
 void PlayerWindow::MoveDrag(int32_t x, int32_t y, Drag phase)
 {
+    lastX_ = x;
+    lastY_ = y;
     const PlayerLayout layout = Layout();
     if (dragging_ == Dragging::seek)
         client_.DragSeek(phase, FrameAtPlace(layout.track, x, client_.State().frames));

@@ -70,6 +70,7 @@ class PlayerWindow
     bool HandleMouse(UINT message, int32_t x, int32_t y);
     void BeginDrag(int32_t x, int32_t y);
     void MoveDrag(int32_t x, int32_t y, Drag phase);
+    void EndDrag();
     void HandleDrop(WPARAM drop);
     void LimitSize(MINMAXINFO* limits) const;
     void FollowDpi(uint32_t dpi, const RECT* suggested);
@@ -94,7 +95,8 @@ class PlayerWindow
     HFONT font_ = nullptr;
     int32_t dpi_ = 96;
     Dragging dragging_ = Dragging::nothing;
-    int32_t dragX_ = 0, dragY_ = 0;
+    int32_t dragX_ = 0, dragY_ = 0;  ///< where the drag began
+    int32_t lastX_ = 0, lastY_ = 0;
     bool fullScreen_ = false, sizeIsUsers_ = false;
     RECT sizedFrom_ = {};
     bool barsShown_ = true;  ///< in full screen only while the mouse is near
