@@ -187,7 +187,13 @@ TEST_F(GreyDisplayTest, ChangedBytesAreSeenAndPutBack)
             ASSERT_TRUE(BuildMediaFormat(source, &format_));
             ASSERT_TRUE(display_.SetBlock(format_.block.data(), format_.block.size()));
             frame_ = ReadFrame(0);
+            // A dark frame before, which tells nothing.
+            ByteVector dark(frame_.size(), isSigned && !swapped ? 0x80 : 0);
+            for (size_t i = swapped ? 1 : 0; i < dark.size(); i += 2) dark[i] = frame_[i];
+            display_.SeeFrame(dark.data(), dark.size());
+            EXPECT_TRUE(display_.WantsFrame());
             display_.SeeFrame(frame_.data(), frame_.size());
+            EXPECT_FALSE(display_.WantsFrame());
             ByteVector out(4 * 64 * 64);
             ConvertGreyFrame(*display_.Block(), *display_.Table(), frame_.data(), frame_.size(),
                              {out.data(), out.size(), 4 * 64, true});
@@ -306,6 +312,14 @@ TEST(GreyBlockTest, HostileBlocksAreRefusedOrBroughtIntoBounds)
         ConvertGreyFrame(*display.Block(), *display.Table(), frame.data(), frame.size(),
                          {out.data(), out.size(), 28, false});
         EXPECT_EQ(out[3], 0);
+    }
+    const std::pair<double, double> slopes[] = {{2, 2},   {4294966272.0, -1024}, {0.5, 0.5}, {0, 0},
+                                                {-3, -3}, {1e-300, 1},           {5e9, 1},   {NAN, 1}};
+    for (const auto& [written, meant] : slopes) {
+        ByteVector bytes = good;
+        PutDouble(&bytes[120], written);
+        ASSERT_TRUE(ReadGreyBlock(bytes.data(), bytes.size(), &block));
+        EXPECT_EQ(block.slope, meant);
     }
     for (const size_t size : {size_t{0}, size_t{88}, size_t{143}, size_t{kGreyFormatSize - 1}})
         EXPECT_FALSE(ReadGreyBlock(good.data(), size, &block)) << size;
