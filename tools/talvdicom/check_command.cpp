@@ -55,8 +55,7 @@ void PrintFindings(const std::string& file, const Findings& findings)
         const char* const colour = finding.grade == Grade::error     ? style.error
                                    : finding.grade == Grade::warning ? style.warning
                                                                      : style.good;
-        Print("%s%-7s%s  %s: %s\n", colour, GradeName(finding.grade), style.plain,
-              PrintableText(finding.where).c_str(), PrintableText(finding.what).c_str());
+        PrintFact("", colour, GradeName(finding.grade), 9, finding.where + ": " + finding.what);
     }
     Print("%s: %s\n", PrintableText(file).c_str(), CountFindings(findings).c_str());
 }
