@@ -239,6 +239,8 @@ TEST(TalvdicomCheck, GradesWhatItFinds)
          3, "warning  (0028,0009): names (0018,1065), which is not there"},
         {Start().Ds(0x00181065, "0\\40\\80").Image(clip).NativePixels(twelve, "OB").Bytes(), 3,
          "warning  (0018,1065): frames follow each other after 40 ms to 80 ms"},
+        {Start().TransferSyntax("1.2.840.10008.1.2.4.50").Image(one).Encapsulated({four}).Bytes(), 1,
+         "error    file: Error reading Dicom images: its stream "},
         {Start().TransferSyntax("1.2.840.10008.1.2.5").Image(one).Encapsulated({rle}, {0}).Bytes(), 0,
          nullptr},
         {Start().TransferSyntax("1.2.840.10008.1.2.5").Image(one).Encapsulated({rle}, {8}).Bytes(), 3,
@@ -247,6 +249,7 @@ TEST(TalvdicomCheck, GradesWhatItFinds)
     for (const auto& c : cases) {
         const TemporaryFile file(c.file);
         const ToolRun run = RunTool({"check", file.Path()});
+        if (RefusedForWantOfACodec(run)) continue;
         EXPECT_EQ(run.status, c.status) << run.out << run.err;
         if (c.line != nullptr) {
             EXPECT_TRUE(Contains("\n" + run.out, "\n" + std::string(c.line))) << c.line << "\n" << run.out;

@@ -26,11 +26,10 @@ void CheckDecoding(OpenedFile* opened, Findings* findings)
         progress.Show(frame);
         const DicomStatus status = DecodedFrame(opened->source, frame).Status();
         if (status == kDicomOk || ++failed > kListedFrames) continue;
-        findings->insert(
-            findings->begin(),
-            {Grade::error, FrameWords(frame),
-             opened->Frames().IsWhole(frame) ? std::string("cannot be decoded: ") + DicomStatusText(status)
-                                             : "cannot be decoded: the file ends before it does"});
+        findings->insert(findings->begin(), {Grade::error, FrameWords(frame),
+                                             "cannot be decoded: " + (opened->Frames().IsWhole(frame)
+                                                                          ? StatusWords(status)
+                                                                          : "the file ends before it does")});
     }
     if (failed > kListedFrames)
         findings->insert(findings->begin(), {Grade::error, "frames",
@@ -79,6 +78,7 @@ void PrintJson(const Findings& findings, bool playable)
 int RunCheck(const std::string& file, const CheckOptions& options)
 {
     OpenedFile opened;
+    opened.isCheck = true;
     const bool playable = opened.Open(file);
     if (!playable && !opened.HasDataSet()) return Complain(file, opened.refusal);
     Findings findings;

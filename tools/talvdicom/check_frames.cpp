@@ -75,7 +75,7 @@ void FrameChecks::Counts()
     if (whole < found)
         Add(Grade::error, TagWords(kTagPixelData),
             std::to_string(found - whole) + " of " + std::to_string(found) +
-                (found > 1 ? " frames are not whole" : " frame is not whole"));
+                (found > 1 ? " frames" : " frame") + (found - whole > 1 ? " are" : " is") + " not whole");
 }
 
 void FrameChecks::Native()

@@ -134,4 +134,14 @@ std::string PathWords(const DicomElement& element, ItemNumbers* numbers)
     }
     return path;
 }
+
+std::string PlaceWords(const DicomElement& element)
+{
+    const DicomElement* const around = element.parent;
+    if (element.tag != kTagItem || around == nullptr) return PathWords(element) + TagWords(element.tag);
+    const std::string place = PathWords(*around) + TagWords(around->tag);
+    const int number = ItemNumbers().Of(element);
+    if (around->vr == MakeVr('S', 'Q')) return place + "[" + std::to_string(number) + "]";
+    return number > 1 ? place + " fragment " + std::to_string(number - 1) : place + " offset table";
+}
 }  // namespace talv

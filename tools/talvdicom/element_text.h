@@ -38,4 +38,6 @@ class ItemNumbers
 /// Where a nested element stands: the tags of the sequences around it with the numbers of their items,
 /// "(0008,1140)[2]."; empty at the top level.
 std::string PathWords(const DicomElement& element, ItemNumbers* numbers = nullptr);
+/// An element in words: its path and tag; items by their number, of pixel data as fragments.
+std::string PlaceWords(const DicomElement& element);
 }  // namespace talv
