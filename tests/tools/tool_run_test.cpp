@@ -61,6 +61,7 @@ TEST(Talvdicom, WrongUsageIsStatusTwo)
         const ToolRun run = RunTool(arguments);
         EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments) << run.err;
         EXPECT_EQ(run.err.rfind("talvdicom: ", 0), 0u) << run.err;
+        EXPECT_LE(run.err.find('\n'), 120u) << run.err;
     }
     EXPECT_EQ(RunTool({"--help"}).status, 0);
     EXPECT_EQ(RunTool({"--version"}).status, 0);
@@ -139,6 +140,10 @@ TEST(Talvdicom, StandardInputIsReadLikeAFileAndLeavesNothingBehind)
             EXPECT_EQ(piped.out, direct.out) << command;
         }
     }
+    const std::string pipe = Quoted(folder.Path("pipe"));
+    const ToolRun named = RunShell("mkfifo " + pipe + "; cat " + clip + " >" + pipe + " & " + inFolder +
+                                   "info --json " + pipe + "; rm " + pipe);
+    EXPECT_EQ(named.out, RunShell("\"$tool\" info --json " + clip).out) << named.err;
     const ToolRun empty = RunShell(inFolder + "info - </dev/null");
     EXPECT_EQ(empty.status, 1);
     EXPECT_EQ(empty.err.rfind("talvdicom: -: ", 0), 0u) << empty.err;
@@ -157,6 +162,10 @@ TEST(Talvdicom, LongAndForeignNamesWork)
     EXPECT_EQ(InfoOf(file)["frames"], 2);
     EXPECT_EQ(RunTool({"dump", file}).out, RunTool({"dump", Sample("rle-rgb-2f.dcm")}).out);
     EXPECT_EQ(RunTool({"frames", file, "--out", deep + "/pictures"}).status, 0);
+    const std::string notUtf8 = folder.Path("\xe4\xf6.dcm");
+    std::filesystem::copy_file(file, notUtf8);
+    EXPECT_EQ(InfoOf(notUtf8)["frames"], 2);
+    EXPECT_TRUE(json::accept(RunTool({"dump", "--json", notUtf8}).out));
     EXPECT_TRUE(std::filesystem::exists(deep + "/pictures/frame-00002.png"));
 }
 
@@ -268,11 +277,15 @@ TEST(Talvdicom, ManualAndCompletionsAreWellFormed)
     } cases[] = {{"talvdicom fra", "frames"},
                  {"talvdicom stream --form", "--format"},
                  {"talvdicom stream --format bg", "bgr24"},
-                 {"talvdicom completion z", "zsh"}};
+                 {"talvdicom completion z", "zsh"},
+                 {"talvdicom info a", "a clip.dcm"}};
+    const ScratchFolder folder;
+    std::filesystem::copy_file(Sample("rle-rgb-2f.dcm"), folder.Path("a clip.dcm"));
     for (const auto& c : cases) {
         const ToolRun run = RunShell(
-            "export tool; bash -c 'source <(\"$tool\" completion bash); COMP_WORDS=(" + std::string(c.words) +
-            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _talvdicom; echo \"${COMPREPLY[*]}\"'");
+            "export tool; cd " + Quoted(folder.Path()) +
+            "; bash -c 'source <(\"$tool\" completion bash); COMP_WORDS=(" + std::string(c.words) +
+            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _talvdicom; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
         EXPECT_EQ(run.out, c.answer + std::string("\n")) << c.words << run.err;
     }
 }
