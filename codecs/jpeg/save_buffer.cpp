@@ -142,6 +142,14 @@ void AppendApplicationSegments(ByteString* out, const SaveRequest& r, const Enco
     }
 }
 
+void AppendComment(ByteString* out, const SaveExtras* extras)
+{
+    if (extras == nullptr || extras->comment == nullptr) return;
+    const size_t length = std::min<size_t>(extras->commentLength, kMaxSegmentText);
+    BeginSegment(out, 0xFE, length);
+    Append(out, extras->comment, length);
+}
+
 void AppendHuffmanTable(ByteString* out, int kindAndSlot, const HuffmanCounts& counted)
 {
     BeginSegment(out, 0xC4, 17 + static_cast<size_t>(counted.symbolCount));
@@ -206,15 +214,11 @@ ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
     AppendApplicationSegments(&out, r, picture);
     const int interval = RestartInterval(coding, picture);
     if (interval != 0) AppendRestartInterval(&out, interval);
-    if (r.extras != nullptr && r.extras->comment != nullptr) {
-        const size_t length = std::min<size_t>(r.extras->commentLength, kMaxSegmentText);
-        BeginSegment(&out, 0xFE, length);
-        Append(&out, r.extras->comment, length);
-    }
     ByteString scan;
     if (picture.lossless) {
         HuffmanCounts table;
         EncodeLosslessScan(picture, interval, &table, &scan);
+        AppendComment(&out, r.extras);
         AppendFrameHeader(&out, picture);
         AppendHuffmanTable(&out, 0, table);
     } else {
@@ -225,6 +229,7 @@ ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
             for (uint16_t entry : tables->quant[slot]) payload.push_back(static_cast<uint8_t>(entry));
             AppendSegment(&out, 0xDB, payload);
         }
+        AppendComment(&out, r.extras);
         AppendFrameHeader(&out, picture);
         BeginSegment(&out, 0xC4, sizeof kStandardHuffmanTables);
         Append(&out, kStandardHuffmanTables, sizeof kStandardHuffmanTables);
