@@ -26,6 +26,9 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     /// Ends the worker and waits for it.
     void Deactivate();
     bool IsActive();
+    /// When it is the worker that drops the filter's last reference, from a call of downstream's: true, and the
+    /// worker deletes the filter once it is back from there.
+    bool LeaveEndToWorker();
 
     // IMediaSeeking
     STDMETHODIMP GetCapabilities(DWORD* out) override;
@@ -74,6 +77,7 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
 
     Lock workerLock_;  ///< guards starting, telling and joining worker_; see DicomReaderFilter for the order
     WorkerThread worker_;
+    bool endsFilter_ = false;  ///< worker only
     bool restarting_ = false;  ///< from the change of the position to the end of its flush; seeking lock
 };
 }  // namespace talv

@@ -61,6 +61,14 @@ void DicomOutputPin::Deactivate()
     EndWorker(&filter_.timeline);
 }
 
+bool DicomOutputPin::LeaveEndToWorker()
+{
+    if (!worker_.IsCurrent()) return false;
+    endsFilter_ = true;
+    Deactivate();
+    return true;
+}
+
 bool DicomOutputPin::IsActive()
 {
     const std::lock_guard guard(workerLock_);
@@ -81,7 +89,7 @@ bool DicomOutputPin::MarkRestart()
 // Throws away what is under way and goes on from the timeline's new position.
 void DicomOutputPin::RestartStream()
 {
-    const bool active = filter_.State() != State_Stopped && IsActive();
+    const bool active = IsActive();
     const ComPointer<IPin> peer = active ? Peer() : ComPointer<IPin>();
     if (peer) peer->BeginFlush();
     if (active) {
@@ -95,12 +103,14 @@ void DicomOutputPin::RestartStream()
     if (active) worker_.Send(WorkerCommand::pause);
 }
 
-void DicomOutputPin::RunWorker(void* pin)
+void DicomOutputPin::RunWorker(void* context)
 {
+    auto* pin = static_cast<DicomOutputPin*>(context);
     Guarded([&] {
-        static_cast<DicomOutputPin*>(pin)->ObeyCommands();
+        pin->ObeyCommands();
         return S_OK;
     });
+    if (pin->endsFilter_) pin->filter_.EndByWorker();
 }
 
 void DicomOutputPin::ObeyCommands()
@@ -111,7 +121,7 @@ void DicomOutputPin::ObeyCommands()
                 return;
             case WorkerCommand::pause: {
                 const HRESULT hr = Guarded([&] { return ProduceSamples(); });
-                if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
+                if (FAILED(hr) && !endsFilter_) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
                 break;
             }
             default:
@@ -123,9 +133,12 @@ void DicomOutputPin::ObeyCommands()
 // Until a command comes, the stream ends or downstream wants no more. An error ends the stream too.
 HRESULT DicomOutputPin::ProduceSamples()
 {
+    // Its own references: downstream may stop the filter from here, and another thread disconnect it then.
+    const ComPointer<IMemInputPin> input(input_);
+    const ComPointer<IMemAllocator> allocator(allocator_);
     while (!worker_.Pending()) {
         ComPointer<IMediaSample> sample;
-        if (FAILED(allocator_->GetBuffer(sample.Out(), nullptr, nullptr, 0)) || !sample) {
+        if (FAILED(allocator->GetBuffer(sample.Out(), nullptr, nullptr, 0)) || !sample) {
             worker_.Pending(1);  // flushing or decommitted: a command is on its way
             continue;
         }
@@ -145,8 +158,8 @@ HRESULT DicomOutputPin::ProduceSamples()
         // A graph may start this filter before the ones downstream (Wine's does). The sample then waits until
         // they are ready; a worker that ended here would leave the graph without a picture and without an
         // end.
-        hr = input_->Receive(sample.Get());
-        while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input_->Receive(sample.Get());
+        hr = input->Receive(sample.Get());
+        while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input->Receive(sample.Get());
         if (hr != S_OK) return S_OK;
     }
     return S_OK;
