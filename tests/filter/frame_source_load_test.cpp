@@ -107,11 +107,11 @@ TEST_F(FrameSourceLoad, FrameCountIsTheFirstIntegerOrOne)
 
 TEST_F(FrameSourceLoad, APositionSoughtInTheFileBeforeIsForgotten)
 {
-    ASSERT_EQ(Load(GreyClip(9, "")), kLoadOk);
+    ASSERT_EQ(Load(GreyClip(9, "").Is(0x00280008, "9")), kLoadOk);
     int64_t position = 6;
     timeline.timeFormat = TimeFormat::frame;
     EXPECT_EQ(SetPositions(&timeline, &position, kSeekAbsolute, nullptr, 0), SeekResult::changed);
-    ASSERT_EQ(Load(GreyClip(3, "")), kLoadOk);
+    ASSERT_EQ(Load(GreyClip(3, "").Is(0x00280008, "3")), kLoadOk);
     StartWorker(&timeline);
     EXPECT_EQ(timeline.currentFrame, 0);
     EXPECT_EQ(timeline.stopFrame, 2);
