@@ -248,6 +248,10 @@ TEST(ColorFrame, YbrFullIsConvertedFirst)
     const ByteVector expected = {0, 0, 0, 254, 254, 254, 0, 0};
     EXPECT_EQ(rows(0, {16, 128, 128, 235, 128, 128}), expected);
     EXPECT_EQ(rows(1, {16, 235, 128, 128, 128, 128}), expected);
+
+    // Red 130, green 180, blue 0, of which seven bits count: 2, 52 and 0, spread from 0 to 52.
+    LoadedFile sevenBits(Native(WithBits(Color8(1, 1, "YBR_FULL"), 8, 7, 6), {128, 0, 128}));
+    EXPECT_EQ(Picture(&sevenBits).Rows(), ByteVector({0, 255, 9, 0}));
 }
 
 TEST(ColorFrame, CmykStepsFourBytesAPixel)
