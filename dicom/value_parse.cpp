@@ -96,8 +96,8 @@ uint16_t TakeRange(TextCursor* cursor, TakeFirst takeFirst, TakeSecond takeSecon
     return kRangeBetween;
 }
 
-/// `text` without the white space before a number: lines are sometimes broken, or tabs set, where blanks ought
-/// to be.
+/// `text` without the white space before a number: lines are sometimes broken, or tabs set, where blanks
+/// ought to be.
 std::string_view SkipWhiteSpace(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));

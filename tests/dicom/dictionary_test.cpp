@@ -261,6 +261,9 @@ TEST(IodTree, HoldsWhatTheFactsSay)
         iod = GetNextIod(iod);
     }
     EXPECT_EQ(iod, nullptr);
+    const IodNode* const module = GetIodChild(GetFirstIod());
+    EXPECT_STREQ(module->description, nullptr);
+    EXPECT_STREQ(FindIodChild(module, 0x00100010)->description, "Patient's full legal name.");
     FreeDictionaries();
 }
 
