@@ -200,6 +200,15 @@ TEST(Talvdicom, FullDiskClosedPipeAndInterruptEndCleanly)
     const ScratchFolder folder;
     const std::string clip = Quoted(Sample("le-palette.dcm"));
     const std::string endless = "\"$tool\" stream " + clip + " --loop 0 -q";
+    const std::string copies = Quoted(folder.Path("copies")), number = Quoted(folder.Path("number"));
+    std::filesystem::create_directory(folder.Path("copies"));
+    // Runs what follows as the process whose number is in the file.
+    const std::string numbered = "sh -c 'echo $$ >\"$0\"; exec \"$@\"' " + number;
+    // Sends a signal to a run that has begun to write.
+    const auto signalled = [&](const std::string& signal, const std::string& command) {
+        return "{ " + numbered + " " + command + "; echo status $? >&2; } | { head -c 1 >&3; kill -s " +
+               signal + " $(cat " + number + "); cat >&3; } 3>/dev/null";
+    };
     const struct
     {
         std::string command;
@@ -209,10 +218,12 @@ TEST(Talvdicom, FullDiskClosedPipeAndInterruptEndCleanly)
         {"{ " + endless + "; echo status $? >&2; } | head -c 10", 0, "YUV4MPEG2 ", "status 0\n"},
         {"\"$tool\" dump " + clip + " >/dev/full", 1, "", "standard output cannot be written: "},
         {"\"$tool\" stream " + clip + " -q >/dev/full", 1, "", "standard output cannot be written: "},
-        {"timeout --preserve-status -s INT 0.3 " + endless + " >/dev/null", 130, "", ""},
-        {"timeout --preserve-status -s TERM 0.3 " + endless + " --max-speed >/dev/null", 130, "", ""},
-        {"sleep 1 | TMPDIR=" + Quoted(folder.Path()) +
-             " timeout --preserve-status -s INT 0.3 \"$tool\" info -",
+        {signalled("INT", endless), 0, "", "status 130\n"},
+        {signalled("TERM", endless + " --max-speed"), 0, "", "status 130\n"},
+        // While it copies an endless standard input.
+        {"{ until ls " + copies + " | grep -q .; do sleep 0.01; done; kill -s INT $(cat " + number +
+             "); } & while sleep 0.01 && head -c 99999 /dev/zero; do :; done 2>/dev/null | TMPDIR=" + copies +
+             " " + numbered + " \"$tool\" info -",
          130, "", ""},
         // A file may not grow beyond 512 bytes.
         {"trap '' XFSZ; ulimit -f 1; \"$tool\" frames " + clip + " --out " + Quoted(folder.Path("f")), 1, "",
@@ -226,7 +237,8 @@ TEST(Talvdicom, FullDiskClosedPipeAndInterruptEndCleanly)
             << c.command << run.err;
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path("f")));
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"f"});
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path("copies")));
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"copies", "f", "number"}));
 }
 
 TEST(Talvdicom, ColoursOnlyWhereTheyAreWanted)
