@@ -12,6 +12,7 @@
 #include "tools/talvdicom/element_text.h"
 #include "tools/talvdicom/input_file.h"
 #include "tools/talvdicom/json_dump.h"
+#include "tools/talvdicom/opened_file.h"
 #include "tools/talvdicom/output.h"
 #include "tools/talvdicom/printable.h"
 
@@ -160,8 +161,8 @@ int RunDump(const std::string& file, const DumpOptions& options)
     if (!input.Prepare(file, &refusal)) return Complain(file, refusal);
     const auto dataSet = std::make_unique<DicomDataSet>(StandardTables());
     const DicomStatus status = LoadFile(dataSet.get(), input.Name().c_str(), 0);
+    if (status != kDicomOk) return Complain(file, LoadRefusal(input.Name().c_str(), status));
     input.RemoveCopy();
-    if (status != kDicomOk) return Complain(file, DicomStatusText(status));
     const DumpLayout layout = {options.fullValues, static_cast<size_t>(OutputWidth())};
     if (!options.find.empty()) return PrintFound(dataSet.get(), file, options, layout);
     if (options.json) {
