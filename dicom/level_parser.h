@@ -20,6 +20,8 @@ class LevelParser
     DicomStatus Run();
     /// True when the stream named a transfer syntax of the table, which is that of the attempt then.
     bool HasKnownSyntax() const { return hasKnownSyntax_; }
+    /// True when the stream has an element outside the meta group.
+    bool IsBehindMeta() const { return isBehindMeta_; }
 
   private:
     struct Level
@@ -52,7 +54,7 @@ class LevelParser
     HeaderWindow window_;
     uint64_t position_;
     bool hasKnownSyntax_ = false;
-    bool isBehindMeta_ = false;  // the first element outside the meta group was seen
+    bool isBehindMeta_ = false;
     std::vector<Level> levels_;
 };
 }  // namespace talv

@@ -88,11 +88,11 @@ bool CannotBegin(DicomStream* stream, uint64_t position, uint16_t encoding)
            header.tag == 0 && header.length != 4;
 }
 
-/// True when `dataSet` has an element of the dictionary behind its meta group, and when there is nothing
-/// behind a meta group or no element at all.
-bool IsDataSet(const DicomDataSet& dataSet, const DicomStream& stream, uint64_t start)
+/// True when `dataSet` has an element of the dictionary outside the meta group. None at all need be there in
+/// a file of meta elements and in one that ends before (`isBehindMeta` clear).
+bool IsDataSet(const DicomDataSet& dataSet, bool isBehindMeta)
 {
-    bool hasOnlyMeta = dataSet.tree.first != nullptr || stream.Size() < start + 2;
+    bool hasOnlyMeta = dataSet.tree.first != nullptr || !isBehindMeta;
     for (const DicomElement* element = dataSet.tree.first; element != nullptr;
          element = NextInPreOrder(element)) {
         if (TagGroup(element->tag) == kMetaGroup) continue;
@@ -115,7 +115,7 @@ DicomStatus TryEncodings(DicomDataSet* dataSet, DicomStream* stream, const Start
         LevelParser parser(dataSet, stream, start.position);
         DicomStatus status = parser.Run();
         if (status == kDicomNoMemory || status == kDicomShortWrite) return status;
-        if (status == kDicomOk && !parser.HasKnownSyntax() && !IsDataSet(*dataSet, *stream, start.position))
+        if (status == kDicomOk && !parser.HasKnownSyntax() && !IsDataSet(*dataSet, parser.IsBehindMeta()))
             status = kDicomNotDicom;
         if ((status == kDicomOk && !requireImage) || AcceptsDamagedTail(*dataSet)) return kDicomOk;
     }

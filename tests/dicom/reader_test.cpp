@@ -95,6 +95,8 @@ TEST(LoadDataSet, HoldsAnElementOfTheDictionaryWhereNoSyntaxIsKnown)
     const std::string text = "Once upon a time there was a file of plain text.\r\nIt had two lines.\r\n";
     ByteVector picture = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
     picture.resize(4000, 0x55);
+    ByteVector cutInMeta = PreambleFile().Bytes();
+    cutInMeta.resize(142);
     const Case cases[] = {
         {"nothing", {}, kDicomOk},
         {"text", ByteVector(text.begin(), text.end()), kDicomNotDicom},
@@ -110,12 +112,15 @@ TEST(LoadDataSet, HoldsAnElementOfTheDictionaryWhereNoSyntaxIsKnown)
          PreambleFile().ExplicitLittle("1.2").Us(0x00070010, 1).Bytes(), kDicomNotDicom},
         {"unknown elements of a known syntax", PreambleFile().ExplicitLittle().Us(0x00070010, 1).Bytes(),
          kDicomOk},
+        {"a group length that the file ends in", cutInMeta, kDicomOk},
         {"a command", BareFile().ImplicitLittle().Ul(0, 10).Us(0x00000100, 1).Bytes(), kDicomOk},
     };
     for (const Case& c : cases) {
         LoadedBytes loaded(c.bytes);
         EXPECT_EQ(loaded.status, c.status) << c.name;
-        EXPECT_EQ(loaded.dataSet.tree.first != nullptr, c.status == kDicomOk && !c.bytes.empty()) << c.name;
+        EXPECT_EQ(loaded.dataSet.tree.first != nullptr,
+                  c.status == kDicomOk && c.bytes.size() > 0 && c.bytes != cutInMeta)
+            << c.name;
     }
     const TemporaryFile zeros(ByteVector(1, 0));
     std::error_code error;
