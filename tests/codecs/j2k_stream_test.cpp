@@ -189,6 +189,12 @@ TEST(J2kOutput, EightBitSamplesAreRoundedShiftedAndLimited)
         EXPECT_EQ(whole, c.expected) << c.precision << ' ' << c.sample;
         EXPECT_EQ(fraction, c.expected) << c.precision << ' ' << c.sample;
     }
+    // The deepest samples keep their ends.
+    for (int32_t sample : {-0x40000000, 0x3FFFFFFF}) {
+        int32_t whole = 0;
+        BestJ2kOutputKernels().convert(&sample, &whole, 1, RangeOfJ2kSamples({31, false, 1, 1}, 4));
+        EXPECT_EQ(whole, sample < 0 ? 0 : 0x7FFFFFFF);
+    }
 }
 }  // namespace
 }  // namespace talv::j2k_test
