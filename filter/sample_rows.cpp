@@ -117,6 +117,14 @@ bool FrameSource::DecodeFrame(int64_t frameIndex, uint8_t* buffer)
     return true;
 }
 
+/// The sample that is shown darkest: an inverted palette or lut has its black at the end.
+uint32_t FrameSource::BlackSample() const
+{
+    if (bitsPerPixel == 8) return static_cast<uint32_t>(FindNearestColor(palette8, 256, 0, 0, 0));
+    if (bitsPerPixel != 16 || palette.empty() || palette.front().green <= palette.back().green) return 0;
+    return static_cast<uint32_t>(palette.size() - 1) << lowBit;
+}
+
 /// Writes up to `capacity` bytes of the last good frame, or of black before the first. Returns the bytes
 /// written.
 int64_t FrameSource::FillWithLastFrame(uint8_t* buffer, int64_t capacity)
@@ -129,11 +137,12 @@ int64_t FrameSource::FillWithLastFrame(uint8_t* buffer, int64_t capacity)
         return capacity;
     }
     std::memset(buffer, 0, static_cast<size_t>(capacity));
-    const int black = bitsPerPixel == 8 ? FindNearestColor(palette8, 256, 0, 0, 0) : 0;
-    if (black == 0) return capacity;
-    const int64_t stride = SampleSize() / height;  // an inverted palette has its black at 255
+    const uint8_t black[2] = {static_cast<uint8_t>(BlackSample()), static_cast<uint8_t>(BlackSample() >> 8)};
+    if (black[0] == 0 && black[1] == 0) return capacity;
+    const int64_t stride = SampleSize() / height, pixelBytes = int64_t{width} * (bitsPerPixel / 8);
     for (int64_t row = 0; row < capacity; row += stride)
-        std::memset(buffer + row, black, static_cast<size_t>(std::min<int64_t>(width, capacity - row)));
+        for (int64_t i = 0; i < std::min(pixelBytes, capacity - row); ++i)
+            buffer[row + i] = black[bitsPerPixel == 16 ? i % 2 : 0];
     return capacity;
 }
 

@@ -86,8 +86,9 @@ DicomStatus FrameJob::CreateTarget()
         palette = kBlackAndWhite;
     else if (layout_.outputBits == 8)
         palette = layout_.grey ? record_->greyPalette.data() : record_->mapping.entries().data();
-    // Codecs may leave rows out; every other frame fills all of its rows.
-    const uint32_t memory = layout_.fromCodec ? uint32_t{kMemory} : kMemory | kMemoryAnyContent;
+    // Codecs may leave rows out and callbacks may stop before the last; every other frame fills all its rows.
+    const bool allRows = !layout_.fromCodec && callback_ == nullptr;
+    const uint32_t memory = allRows ? kMemory | kMemoryAnyContent : uint32_t{kMemory};
     const int32_t status = CreateBitmap(
         bitmap_, kBitmapStructSize, memory, static_cast<int32_t>(layout_.columns),
         static_cast<int32_t>(layout_.rows), bits, order, palette, description().layoutCode, nullptr, 0);
@@ -177,12 +178,9 @@ void FrameJob::Convert(BitmapRowWriter* rows)
         if (layout_.bitsAllocated == 12 && layout_.pixelStride == 0)
             return ConvertPacked12(layout_, frame_, rows);
         if (!stored32) return ConvertGrey16(layout_, frame_, rows);
-        ValueRange range = {static_cast<uint32_t>(description().smallestValue),
-                            static_cast<uint32_t>(description().largestValue)};
-        if (asStored_)
-            range = {0, UINT16_MAX};
-        else if (!description().hasSmallest || !description().hasLargest)
-            range = RangeOfLongs(frame_, layout_.frameBytes / 4);
+        const ValueRange range =
+            asStored_ ? ValueRange{0, UINT16_MAX}
+                      : FindRangeOfLongs(description(), layout_, record_->alwaysMeasureRange, frame_);
         return ConvertLongs(layout_, range, frame_, rows);
     }
     if (layout_.photometricCode == kPaletteColor) {
@@ -252,7 +250,7 @@ DicomStatus FrameJob::Run()
 {
     if (DicomStatus status = CreateTarget(); status != kDicomOk) return status;
     if (DicomStatus status = DecodeFrame(); status != kDicomOk) return status;
-    if (asStored_) layout_.signOffset = 0;
+    if (asStored_ && layout_.photometricCode != kPaletteColor) layout_.signOffset = 0;
     if (DicomStatus status = WriteRows(); status != kDicomOk || stopped_) return status;
     return FinishBitmap();
 }

@@ -48,12 +48,26 @@ TEST_F(FrameSourceSample, FramesThatAreNotThereRepeatTheLastGoodOne)
     EXPECT_EQ(source.undecodableFrames, 9);
     source.ForgetLastFrame();
     EXPECT_EQ(ReadFrame(2, kFrameUndecodable), ByteVector(8, 0));
+
+    EXPECT_EQ(ReadFrame(1), GreyClipSample(1));
+    EXPECT_EQ(Load(PreambleFile().ExplicitLittle().Cs(0x00080060, "OT")), 1);
+    EXPECT_EQ(ReadFrame(1, kFrameUndecodable), ByteVector(8, 0));  // nothing of the file before
 }
 
 TEST_F(FrameSourceSample, BlackIsTheDarkestEntryOfThePalette)
 {
     ASSERT_EQ(Load(GreyClip(1, "", "MONOCHROME1")), 0);
     EXPECT_EQ(ReadFrame(1, kFrameUndecodable), ByteVector({255, 255, 255, 0, 255, 255, 255, 0}));
+
+    DicomBuilder words = PreambleFile().ExplicitLittle();
+    words.Image({.rows = 1,
+                 .columns = 3,
+                 .bitsAllocated = 16,
+                 .bitsStored = 12,
+                 .highBit = 11,
+                 .photometric = "MONOCHROME1"});
+    ASSERT_EQ(Load(words.NativePixels({1, 0, 2, 0, 3, 0})), 0);
+    EXPECT_EQ(ReadFrame(1, kFrameUndecodable), ByteVector({0xFF, 0x0F, 0xFF, 0x0F, 0xFF, 0x0F, 0, 0}));
 }
 
 TEST_F(FrameSourceSample, HostileFrameCountsStillShowTheFirstFrame)

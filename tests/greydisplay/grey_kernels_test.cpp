@@ -36,18 +36,26 @@ TEST(GreyKernels, EveryLevelEqualsThePlainOne)
     for (const SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2, SimdLevel::avx512}) {
         if (DetectedSimdLevel() < level) continue;
         const GreyKernels kernels = SelectGreyKernels(level);
-        for (size_t count = 0; count <= 67; ++count)
+        for (size_t count = 0; count <= 131; ++count)
             for (const size_t shift : {0, 1, 3})
-                for (size_t form = 0; form <= std::size(kRamps); ++form) {
+                for (size_t form = 0; form <= 2 * std::size(kRamps); ++form) {
+                    // The 12-bit forms take a shorter row, which ends at the end of its memory.
+                    const bool packed = form > std::size(kRamps);
+                    const size_t bytes = packed ? (3 * count + 1) / 2 : 2 * count;
                     std::vector<uint8_t> words = RandomWords(count, static_cast<uint32_t>(count));
+                    words.resize(bytes);
                     words.insert(words.begin(), shift, 0);
+                    words.shrink_to_fit();
                     std::vector<uint8_t> expected(4 * count + 2 * kGuard + shift, 0xEE), got = expected;
                     const auto run = [&](const GreyKernels& chosen, std::vector<uint8_t>* out) {
                         uint8_t* at = out->data() + kGuard + shift;
+                        const uint8_t* from = words.data() + shift;
                         if (form < std::size(kRamps))
-                            chosen.ramp(words.data() + shift, at, count, kRamps[form]);
+                            chosen.ramp(from, at, count, kRamps[form]);
+                        else if (packed)
+                            chosen.ramp12(from, at, count, kRamps[form - std::size(kRamps) - 1]);
                         else
-                            chosen.lookUp(words.data() + shift, at, count, entries.data());
+                            chosen.lookUp(from, at, count, entries.data());
                     };
                     run(kPlainGreyKernels, &expected);
                     run(kernels, &got);

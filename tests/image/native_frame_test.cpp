@@ -123,6 +123,22 @@ TEST(GreyFrame, ThirtyTwoBitsAreSpreadOverSixteen)
     DicomBuilder ranged = PreambleFile().ExplicitLittle().Image(attributes);
     LoadedFile known(ranged.Us(0x00280106, 10).Us(0x00280107, 20).NativePixels(longs({5, 15, 25})).Bytes());
     EXPECT_EQ(Picture(&known, 0, 0).Words(), Words({0, 32767, 65535, 0}));
+    DicomBuilder distrusted = PreambleFile().ExplicitLittle().Lo(0x00080070, "Toshiba").Image(attributes);
+    LoadedFile measured(
+        distrusted.Us(0x00280106, 10).Us(0x00280107, 20).NativePixels(longs({5, 15, 25})).Bytes());
+    EXPECT_EQ(Picture(&measured, 0, 0).Words(), Words({0, 32767, 65535, 0}));
+    DicomBuilder wide = PreambleFile().ExplicitLittle().Image(attributes);
+    LoadedFile longRange(
+        wide.Ul(0x00280106, 100000).Ul(0x00280107, 300000).NativePixels(longs({5, 200000, 300000})).Bytes());
+    EXPECT_EQ(Picture(&longRange, 0, 0).Words(), Words({0, 32767, 65535, 0}));
+
+    ImageAttributes withSign = attributes;
+    withSign.pixelRepresentation = 1;
+    LoadedFile signedLongs(Native(withSign, longs({uint32_t(-1000), 1000, 0})));
+    Picture ascending(&signedLongs, 0, 0);
+    EXPECT_EQ(ascending.Words(), Words({0, 65535, 32767, 0}));
+    EXPECT_EQ(ascending.bitmap.minValue, -32768);
+    EXPECT_EQ(ascending.bitmap.maxValue, 32767);
 }
 
 TEST(GreyFrame, OneBitIsReversed)
