@@ -199,8 +199,7 @@ bool J2kPacketReader::TakeBodies()
     for (size_t i = firstNewChunk_; i < tile_->chunks.size(); ++i) {
         J2kChunk& chunk = tile_->chunks[i];
         if (chunk.size > body_.size) {
-            // Of passes cut short those are kept that the bytes surely hold. (Going on until the bytes are
-            // used up was tried: it spoils a little more than it gains.)
+            // Of passes cut short those are kept that the bytes surely hold.
             const uint64_t kept = uint64_t{chunk.passes} * body_.size / chunk.size;
             chunk.passes = static_cast<uint8_t>(kept);
             chunk.size = static_cast<uint32_t>(body_.size);
