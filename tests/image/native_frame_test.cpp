@@ -136,8 +136,8 @@ TEST(GreyFrame, ThirtyTwoBitsAreSpreadOverSixteen)
     withSign.pixelRepresentation = 1;
     LoadedFile signedLongs(Native(withSign, longs({uint32_t(-0x10000000), 0x20000000, uint32_t(-1)})));
     Picture ascending(&signedLongs, 0, 0);
-    EXPECT_EQ(ascending.Words(), Words({0x6DB5, 0x8000, 0x7FFF, 0}));
-    EXPECT_EQ(ascending.bitmap.minValue, 0x6DB5 - 0x8000);
+    EXPECT_EQ(ascending.Words(), Words({0x6DB6, 0x8000, 0x7FFF, 0}));
+    EXPECT_EQ(ascending.bitmap.minValue, 0x6DB6 - 0x8000);
     EXPECT_EQ(ascending.bitmap.maxValue, 0);
 }
 
