@@ -137,7 +137,8 @@ bool DicomStream::Write(const void* bytes, size_t count)
             if (end > block_.max_size()) return false;
             if (end > block_.size()) {
                 if (end > block_.capacity())
-                    block_.reserve(static_cast<size_t>(std::max<uint64_t>(end, block_.capacity() * 2)));
+                    block_.reserve(static_cast<size_t>(
+                        std::clamp<uint64_t>(uint64_t{block_.capacity()} * 2, end, block_.max_size())));
                 block_.resize(static_cast<size_t>(end));
             }
         } catch (const std::bad_alloc&) {

@@ -182,11 +182,10 @@ void ConvertPacked12(const PixelLayout& layout, const uint8_t* frame, BitmapRowW
 
 void ConvertLongs(const PixelLayout& layout, ValueRange range, const uint8_t* frame, BitmapRowWriter* rows)
 {
-    const uint32_t flip = LongFlip(layout);
     ForEachRow(layout, frame, size_t{layout.columns} * 2, rows, [&](const uint8_t* source, uint8_t* target) {
         for (size_t x = 0; x < layout.columns; ++x)
             StoreWord(target + 2 * x,
-                      ScaleLong(LoadSample(source + x * layout.pixelStride, 4) ^ flip, range));
+                      ScaleLong(LoadSample(source + x * layout.pixelStride, 4), range) ^ layout.signOffset);
     });
 }
 

@@ -20,7 +20,7 @@ void ConvertGrey8(const PixelLayout& layout, const uint8_t* frame, BitmapRowWrit
 void ConvertGrey16(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
 /// Packed 12-bit samples -> 16 bits.
 void ConvertPacked12(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
-/// 32-bit samples -> 16 bits, from 0 for the smallest value: offset binary where they are signed.
+/// 32-bit samples -> 16 bits; offset binary where they are signed.
 void ConvertLongs(const PixelLayout& layout, ValueRange range, const uint8_t* frame, BitmapRowWriter* rows);
 /// Palette samples -> 8-bit indices. `table` has an entry for every stored sample of 1 or 2 bytes; without it
 /// every sample is looked up.

@@ -102,13 +102,12 @@ void ByteScale::ScaleBytes(const uint8_t* source, uint8_t* target, size_t count)
 ValueRange FindRangeOfLongs(const ImageDescription& description, const PixelLayout& layout,
                             bool alwaysMeasure, const uint8_t* frame)
 {
-    const uint32_t flip = LongFlip(layout);
     if (description.hasSmallest && description.hasLargest && !alwaysMeasure)
-        return {static_cast<uint32_t>(description.smallestValue) ^ flip,
-                static_cast<uint32_t>(description.largestValue) ^ flip};
+        return {static_cast<uint32_t>(description.smallestValue),
+                static_cast<uint32_t>(description.largestValue)};
     ValueRange range;
     for (size_t at = 0; at + 4 <= layout.frameBytes; at += 4) {
-        const uint32_t value = LoadSample(frame + at, 4) ^ flip;
+        const uint32_t value = LoadSample(frame + at, 4);
         range.smallest = std::min(range.smallest, value);
         range.largest = std::max(range.largest, value);
     }

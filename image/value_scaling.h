@@ -65,13 +65,8 @@ class ByteScale
     std::vector<uint8_t> table_;
 };
 
-/// What turns 32-bit samples into unsigned numbers of the same order: their sign bit where they have one.
-inline uint32_t LongFlip(const PixelLayout& layout)
-{
-    return layout.signOffset != 0 ? 0x80000000 : 0;
-}
-/// The range, in unsigned numbers, that 32-bit samples are spread from: what the file says when it gives both
-/// ends, else what the frame's samples span.
+/// The range that 32-bit samples, taken without a sign, are spread from: what the file says when it gives
+/// both ends, else what the frame's samples span.
 ValueRange FindRangeOfLongs(const ImageDescription& description, const PixelLayout& layout,
                             bool alwaysMeasure, const uint8_t* frame);
 /// 0 up to the smallest value, 65535 from the largest on, linear between.

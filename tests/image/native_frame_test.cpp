@@ -134,11 +134,11 @@ TEST(GreyFrame, ThirtyTwoBitsAreSpreadOverSixteen)
 
     ImageAttributes withSign = attributes;
     withSign.pixelRepresentation = 1;
-    LoadedFile signedLongs(Native(withSign, longs({uint32_t(-1000), 1000, 0})));
+    LoadedFile signedLongs(Native(withSign, longs({uint32_t(-0x10000000), 0x20000000, uint32_t(-1)})));
     Picture ascending(&signedLongs, 0, 0);
-    EXPECT_EQ(ascending.Words(), Words({0, 65535, 32767, 0}));
-    EXPECT_EQ(ascending.bitmap.minValue, -32768);
-    EXPECT_EQ(ascending.bitmap.maxValue, 32767);
+    EXPECT_EQ(ascending.Words(), Words({0x6DB5, 0x8000, 0x7FFF, 0}));
+    EXPECT_EQ(ascending.bitmap.minValue, 0x6DB5 - 0x8000);
+    EXPECT_EQ(ascending.bitmap.maxValue, 0);
 }
 
 TEST(GreyFrame, OneBitIsReversed)
