@@ -26,8 +26,8 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     /// Ends the worker and waits for it.
     void Deactivate();
     bool IsActive();
-    /// When it is the worker that drops the filter's last reference, from a call of downstream's: true, and the
-    /// worker deletes the filter once it is back from there.
+    /// When it is the worker that drops the filter's last reference, from a call of downstream's: true, and
+    /// the worker deletes the filter once it is back from there.
     bool LeaveEndToWorker();
 
     // IMediaSeeking
