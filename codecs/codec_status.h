@@ -25,5 +25,6 @@ enum CodecStatus : int32_t
     kCodecBadRegion = -56,         ///< decoding region outside the image
     kCodecEmptyRegion = -58,       ///< no MCU in the decoding region
     kCodecBadSegmentLength = -62,  ///< marker segment length below 2 while looking for DNL
+    kCodecWrongStructSize = -789,  ///< a record does not say the size it must have
 };
 }  // namespace talv

@@ -118,18 +118,21 @@ extern "C" FLT_EXPORT int32_t FLT_CALL fltLoadBufferCMP(const void* src, uint32_
 ///   TGRY sources
 ///                    means first row first, of all others last row first; a negative one the reverse
 ///   header           bits per pixel 8, 12, 16, 24 or 32; YUY2 and UYVY have 16 in memory and count as 24.
-///                    Sources of 12 and 16 bits are grey and written lossless
+///                    Sources of 12 and 16 bits are grey and written lossless; CMP streams get the upper 8 of
+///                    12 bits and refuse 16 (-21)
 ///   output           receives the stream
 ///   outputSize       in: bytes at `output`; out: bytes of the stream, also when they were too many (-13)
 ///   sixteenBitLimit  0: 16 bits per pixel are allowed, else refused with -21
 ///   options          `SaveOption` bits
 ///   streamKind       5, 20, 165: CMP; anything else JPEG
 ///   coding           bits 0..7 quality (1 to 100); 8..15 colour mode; 16..31 restart interval in MCUs
+///                    (lossless: rounded up to whole rows)
 ///   extras           or null
 ///
 /// Colour modes: 0 grey; 1 to 6 luminance and colour differences with luminance factors 1x1, 2x1, 1x2, 2x2,
-/// 4x1, 4x2; 7 the four bytes of 32-bit pixels; 8, 9, 10 red, green or blue alone; 11 grey; 12 red, green,
-/// blue. 1, or -1, -13, -21, -27, -38.
+/// 4x1, 4x2 (lossless: as 12); 7 the four bytes of a 32-bit pixel, of others blue, green, red and 0, not in
+/// CMP streams (-38); 8, 9, 10 red, green or blue alone; 11 grey; 12 red, green, blue (CMP: as 1). 1, or -1,
+/// -13 (a null argument, a record of another size, no room, a bad width or height), -21, -27, -38.
 extern "C" FLT_EXPORT int32_t FLT_CALL fltSaveBufferCMP(const void* source, const talv::BitmapHeader* header,
                                                         void* output, uint32_t* outputSize,
                                                         uint32_t sixteenBitLimit, uint32_t options,

@@ -92,6 +92,7 @@ int32_t FrameSource::LoadDataSetFile(const char16_t* name, size_t length)
     if (!NarrowFromWide({name, length}, &narrow)) return Refuse(kFileNotLoaded, kDicomFileNotOpened);
 
     pixelDataElement = nullptr;                      // it dies with the elements that the load deletes
+    ForgetLastFrame();                               // of another file
     if (dataSet == nullptr) dataSet = NewDataSet();  // memory was short before
     const DicomStatus status =
         dataSet != nullptr ? LoadFile(dataSet, narrow.c_str(), 0) : DicomStatus{kDicomNoMemory};
@@ -157,6 +158,7 @@ int32_t FrameSource::DropDataSet()
     else if (dataSetCopied)
         delete dataSet;
     pixelDataElement = nullptr;
+    ForgetLastFrame();
     dataSet = NewDataSet();
     dataSetBound = false;
     dataSetCopied = false;

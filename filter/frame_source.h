@@ -124,6 +124,7 @@ class FrameSource
     void TakeWindow(DicomDataSet* from, uint32_t* flags);
     void TakeFrameCount();
     bool DecodeFrame(int64_t frameIndex, uint8_t* buffer);
+    uint32_t BlackSample() const;
     int64_t FillWithLastFrame(uint8_t* buffer, int64_t capacity);
 
     std::unique_ptr<State> state_;

@@ -28,9 +28,11 @@ std::vector<uint64_t> ReadNumbers(DicomDataSet* dataSet, const DicomElement* ele
 /// True when the fragment ends with a JPEG or JPEG 2000 end marker (FFD9), padding behind it allowed.
 bool EndsWithEndMark(DicomDataSet* dataSet, const DicomElement* fragment)
 {
-    uint8_t tail[3] = {};
-    if (fragment->length < sizeof tail) return false;
-    if (dataSet->ReadValueBytes(fragment, fragment->length - sizeof tail, tail, sizeof tail) != sizeof tail)
+    uint8_t tail[3] = {};  // of a fragment with the mark alone, the last two
+    if (fragment->length < 2) return false;
+    const uint32_t count = std::min<uint32_t>(fragment->length, sizeof tail);
+    if (dataSet->ReadValueBytes(fragment, fragment->length - count, tail + sizeof tail - count, count) !=
+        count)
         return false;
     return (tail[1] == 0xFF && tail[2] == 0xD9) || (tail[0] == 0xFF && tail[1] == 0xD9 && tail[2] == 0);
 }

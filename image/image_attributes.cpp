@@ -90,7 +90,11 @@ bool ReadLimit(const AttributeReader& reader, uint32_t imageTag, uint32_t validT
 {
     int32_t number = 0;
     if (!reader.Integer(imageTag, 0, &number) && !reader.Integer(validTag, 0, &number)) return false;
-    *value = isSigned ? static_cast<int16_t>(number) : static_cast<uint16_t>(number);
+    // 16 bits whatever sign their VR gives them; unsigned ones of 32-bit samples may be longer.
+    if (isSigned)
+        *value = static_cast<int16_t>(number);
+    else
+        *value = number < 0 ? static_cast<uint16_t>(number) : number;
     return true;
 }
 

@@ -10,8 +10,8 @@ BitWindow GetBitWindow(int32_t bits, int32_t width, int32_t lowBit, int32_t high
     // Bit numbers come from files: an impossible range is an empty window, not an undefined shift.
     const int64_t span = std::max<int64_t>(int64_t{high} - low + 1, 0);
     BitWindow window;
-    window.count = static_cast<int32_t>(std::min<int64_t>(span, std::clamp(width, 0, 31)));
-    window.mask = (1u << window.count) - 1;
+    window.count = static_cast<int32_t>(std::min<int64_t>(span, std::clamp(width, 0, 32)));
+    window.mask = static_cast<uint32_t>((uint64_t{1} << window.count) - 1);
     window.shift = static_cast<int32_t>(std::clamp<int64_t>(int64_t{high} - window.count + 1, 0, 31));
     return window;
 }

@@ -128,7 +128,8 @@ int32_t CreateBitmap(ImageBitmap* bitmap, uint32_t structSize, uint32_t memoryKi
         bitmap->colorOrder = colorOrder;
     else
         status = InstallPalette(bitmap, greyPalette, palette);
-    if (status > 0 && memoryKind == kMemoryCaller && userData != nullptr)
+    const bool callerOwned = (memoryKind & ~uint32_t{kMemoryAnyContent}) == kMemoryCaller;
+    if (status > 0 && callerOwned && userData != nullptr)
         status = AttachCallerPixels(bitmap, userData, userDataSize);
     if (status < 0) {
         FreeBitmap(bitmap);

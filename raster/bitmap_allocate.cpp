@@ -33,6 +33,12 @@ bool IsMemoryKind(uint32_t kind)
     }
 }
 
+/// Whatever is allocated has a remap table too. Storage bits without one come from a caller and mean nothing.
+bool HoldsPixels(const ImageBitmap& bitmap)
+{
+    return (bitmap.flags & kBitmapAllocated) != 0 && bitmap.remapTable != nullptr;
+}
+
 bool CreateRemapTable(ImageBitmap* bitmap)
 {
     std::free(bitmap->remapTable);
@@ -137,7 +143,7 @@ int32_t AllocateBitmap(ImageBitmap* bitmap, uint32_t memoryKind)
     const bool cleared = (memoryKind & kMemoryAnyContent) == 0;
     memoryKind &= ~uint32_t{kMemoryAnyContent};
     if (!IsMemoryKind(memoryKind)) return kRasterInvalid;
-    if ((bitmap->flags & kBitmapAllocated) != 0) return kRasterInvalid;
+    if (HoldsPixels(*bitmap)) return kRasterInvalid;
 
     bitmap->flags &= ~kStorageFlags;
     if (!CreateRemapTable(bitmap)) return kRasterNoMemory;
@@ -153,7 +159,7 @@ int32_t AdoptMovableBlock(ImageBitmap* bitmap, void* block, uint32_t dataOffset)
 {
     if (int32_t status = CheckDescriptor(bitmap); status < 0) return status;
     if (bitmap->dataSize == 0) return kRasterEmpty;
-    if (block == nullptr || (bitmap->flags & kBitmapAllocated) != 0) return kRasterInvalid;
+    if (block == nullptr || HoldsPixels(*bitmap)) return kRasterInvalid;
     if (!CreateRemapTable(bitmap)) return kRasterNoMemory;
     bitmap->flags = (bitmap->flags & ~kStorageFlags) | kBitmapAllocated | kBitmapInMemory | kBitmapMovable;
     bitmap->storageHandle = block;
@@ -165,12 +171,12 @@ int32_t AdoptMovableBlock(ImageBitmap* bitmap, void* block, uint32_t dataOffset)
 int32_t FreeBitmap(ImageBitmap* bitmap)
 {
     if (int32_t status = CheckDescriptor(bitmap); status < 0) return status;
+    if (HoldsPixels(*bitmap)) ReleasePixels(bitmap);
     FreeGlobal(bitmap->region);
     FreePalette(bitmap->palette);
     std::free(bitmap->lut);
     std::free(bitmap->remapTable);
     delete static_cast<File*>(bitmap->tempFile);
-    if ((bitmap->flags & kBitmapAllocated) != 0) ReleasePixels(bitmap);
     return InitBitmap(bitmap, kBitmapStructSize, 0, 0, 0);
 }
 }  // namespace talv

@@ -90,10 +90,15 @@ void UnpackRow(const ImageBitmap* bitmap, const RowSlot& slot, uint8_t* row, uin
     DecodeRuns(reinterpret_cast<const uint16_t*>(table->scratch), slot.length / 2, row, byteCount);
 }
 
+/// Where memory for the packed block is short the waste stays.
 void PackStore(RowStore* store, RowSlot* slots, int32_t rows)
 {
     std::vector<uint8_t> packed;
-    packed.reserve(store->bytes.size() - store->waste);
+    try {
+        packed.reserve(store->bytes.size() - store->waste);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
     for (int32_t i = 0; i < rows; ++i) {
         const auto offset = static_cast<uint32_t>(packed.size());
         const uint8_t* kept = store->bytes.data() + slots[i].offset;

@@ -21,12 +21,13 @@
 //   colour -> level   luma (0.299 red + 0.587 green + 0.114 blue, rounded, so that grey stays grey) in the
 //                     precision of the channels, then as level -> level
 //   level -> colour   the level at the width of the channels, in all of them
-//   any -> index      FindNearestColor in the output palette; index -> index MapPalette
+//   any -> index      FindNearestColor in the output palette; index -> index MapPalette. Without a palette,
+//                     indices become black (0) and white (1) when the output has fewer bits
 //   level -> level    from m to n significant bits: v * (2^n - 1) / (2^m - 1), truncated, when n > m;
 //                     v >> (m - n) when n < m. Samples above 8 bits are measurements: between two such
 //                     depths, without an output window, they keep their values when n > m
-//   order 5           input in this order converts to this order only; other input reaches it as
-//                     red, green, blue
+//   order 5           reached from colours only, as red, green, blue; input in this order converts to this
+//                     order only
 //
 // Bits of the last byte that no output pixel needs are zero, unless input and output are the same thing: then
 // nothing is touched at all.
@@ -43,11 +44,11 @@ enum ConvertFlags : uint32_t
 };
 
 /// Converts `pixelCount` pixels in place from one depth and colour order to another. `buffer` holds that many
-/// pixels at the larger of the two depths. Null palettes stand for the fixed default ones of their depths; a
-/// palette has 2^depth entries. A depth of 0 stands for a call without pixels: only the arguments are
-/// checked. kRasterOk, or kRasterInvalid for a null buffer, no pixels, an unsupported depth or order, a
-/// window that the depth does not have or that belongs to a side without grey levels; the buffer is then
-/// unchanged.
+/// pixels at the larger of the two depths. Null palettes stand for the fixed default ones of their depths,
+/// but for indices that lose bits (above); a palette has 2^depth entries. A depth of 0 stands for a call
+/// without pixels: only the arguments are checked. kRasterOk, or kRasterInvalid for a null buffer, no pixels,
+/// an unsupported depth or order, a window that the depth does not have or that belongs to a side without
+/// grey levels; the buffer is then unchanged.
 int32_t ConvertBuffer(void* buffer, uint32_t pixelCount, int32_t bitsIn, int32_t bitsOut, uint32_t orderIn,
                       uint32_t orderOut, const PaletteEntry* paletteIn, const PaletteEntry* paletteOut,
                       uint32_t convertFlags, int32_t lowBit, int32_t highBit, uint32_t maxValue);

@@ -19,6 +19,7 @@ bool DescribePixels(int32_t bits, uint32_t order, const PaletteEntry* palette, P
     format->bits = bits;
     format->order = order;
     format->palette = nullptr;
+    format->colors = bits <= 8 ? 1u << bits : 0;
     format->window = GetBitWindow(bits, bits, -1, -1);
     if (order == kOrderGrey)
         format->kind = PixelKind::level;
@@ -27,8 +28,26 @@ bool DescribePixels(int32_t bits, uint32_t order, const PaletteEntry* palette, P
     else
         format->kind = bits == 16 ? PixelKind::color555 : bits <= 32 ? PixelKind::color8 : PixelKind::color16;
     if (format->kind == PixelKind::index)
-        format->palette = palette != nullptr ? palette : DefaultPalette(1u << bits);
+        format->palette = palette != nullptr ? palette : DefaultPalette(format->colors);
     return true;
+}
+
+/// The second colour space is reached from colours and not left again.
+bool ConvertsOrder(const Conversion& conversion)
+{
+    const PixelFormat& in = conversion.in;
+    if (in.order == kOrderSecondSpace) return conversion.out.order == kOrderSecondSpace;
+    if (conversion.out.order != kOrderSecondSpace) return true;
+    return in.kind != PixelKind::index && in.kind != PixelKind::level;
+}
+
+/// Indices to narrower indices. Kept: without a palette these become black and white whatever the output
+/// depth, where one would expect its own default palette. Pinned by
+/// ConvertBuffer.NarrowerIndicesWithoutAPaletteAreBlackAndWhite.
+bool FewerColors(const Conversion& conversion)
+{
+    return conversion.in.kind == PixelKind::index && conversion.out.kind == PixelKind::index &&
+           conversion.out.bits < conversion.in.bits;
 }
 
 /// Narrows the significant bits of a level; false for bits that it does not have.
@@ -100,7 +119,11 @@ int32_t ConvertBuffer(void* buffer, uint32_t pixelCount, int32_t bitsIn, int32_t
     if (bitsOut != 0 && !DescribePixels(bitsOut, orderOut, paletteOut, &conversion.out))
         return kRasterInvalid;
     if (bitsIn == 0 || bitsOut == 0) return kRasterOk;
-    if (orderIn == kOrderSecondSpace && orderOut != kOrderSecondSpace) return kRasterInvalid;
+    if (!ConvertsOrder(conversion)) return kRasterInvalid;
+    if (paletteOut == nullptr && FewerColors(conversion)) {
+        conversion.out.colors = 2;
+        conversion.out.palette = DefaultPalette(2);
+    }
     if ((flags & kConvertWindowIn) != 0 && !ApplyWindow(lowBit, highBit, &conversion.in))
         return kRasterInvalid;
     if ((flags & kConvertWindowOut) != 0 && !ApplyWindow(lowBit, highBit, &conversion.out))

@@ -7,8 +7,8 @@ namespace {
 void ConvertToIndices(const Conversion& conversion, PixelWriter* writer)
 {
     uint8_t map[256];
-    const bool same = MapPalette(conversion.in.palette, 1u << conversion.in.bits, conversion.out.palette,
-                                 1u << conversion.out.bits, map) == 1;
+    const bool same = MapPalette(conversion.in.palette, conversion.in.colors, conversion.out.palette,
+                                 conversion.out.colors, map) == 1;
     if (same && conversion.in.bits == conversion.out.bits) return;
     ForEachChunk(conversion, [&](const uint8_t* source, uint8_t* target, size_t pixels) {
         uint8_t values[kChunkPixels];
@@ -33,8 +33,7 @@ bool IsGreyRamp(const PixelFormat& format)
 void ConvertToColors(const Conversion& conversion)
 {
     uint8_t table[256][4] = {};
-    const uint32_t count = 1u << conversion.in.bits;
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < conversion.in.colors; ++i) {
         const PaletteEntry& entry = conversion.in.palette[i];
         const bool bgr = conversion.out.order == kOrderBgr;
         table[i][0] = bgr ? entry.blue : entry.red;

@@ -27,6 +27,7 @@ struct PixelFormat
     uint32_t order;
     PixelKind kind;
     const PaletteEntry* palette;  ///< of an index, never null
+    uint32_t colors;              ///< entries of `palette`
     BitWindow window;             ///< significant bits of a level
 };
 

@@ -78,7 +78,7 @@ uint8_t PixelWriter::NearestIndex(const PaletteEntry& color)
     if (known.color != key) {
         const PixelFormat& out = conversion_.out;
         known.index = static_cast<uint8_t>(
-            FindNearestColor(out.palette, 1u << out.bits, color.red, color.green, color.blue));
+            FindNearestColor(out.palette, out.colors, color.red, color.green, color.blue));
         known.color = key;
     }
     return known.index;

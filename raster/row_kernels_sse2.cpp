@@ -14,6 +14,30 @@ void Store(uint8_t* bytes, __m128i value)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), value);
 }
 
+/// Two runs of 8 bytes side by side.
+__m128i LoadTwo(const uint8_t* first, const uint8_t* second)
+{
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(first)),
+                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(second)));
+}
+
+void Widen12(const uint8_t* source, uint8_t* words, size_t pairs)
+{
+    // Sample k of the four in each half moves up by 4 k bits to the start of word k.
+    const __m128i firsts = _mm_set1_epi64x(0x0FFF);
+    size_t i = 0;
+    for (; i + 5 <= pairs; i += 4)  // 4 pairs are 12 bytes, of which the second half loads 2 too many
+    {
+        const __m128i packed = LoadTwo(source + 3 * i, source + 3 * i + 6);
+        const __m128i a = _mm_and_si128(packed, firsts);
+        const __m128i b = _mm_and_si128(_mm_slli_epi64(packed, 4), _mm_slli_epi64(firsts, 16));
+        const __m128i c = _mm_and_si128(_mm_slli_epi64(packed, 8), _mm_slli_epi64(firsts, 32));
+        const __m128i d = _mm_and_si128(_mm_slli_epi64(packed, 12), _mm_slli_epi64(firsts, 48));
+        Store(words + 4 * i, _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)));
+    }
+    kPlainRowKernels.widen12(source + 3 * i, words + 4 * i, pairs - i);
+}
+
 void Grey8To32(const uint8_t* source, uint8_t* target, size_t pixels, uint8_t fourth)
 {
     const __m128i fourths = _mm_set1_epi8(static_cast<char>(fourth));
@@ -85,6 +109,7 @@ void Range16(const uint8_t* words, size_t count, int32_t shift, uint16_t mask, u
 
 void SelectSse2RowKernels(RowKernels* kernels)
 {
+    kernels->widen12 = Widen12;
     kernels->grey8To32 = Grey8To32;
     kernels->narrow16 = Narrow16;
     kernels->swapBytes16 = SwapBytes16;

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Adds up the results of a test run: prints "PASSED FAILED SKIPPED" and, on standard error, each failed case.
+"""Adds up the results of a test run: prints "PASSED FAILED SKIPPED" and, on standard error, each failed case with
+what it said.
 
     scripts/sum_results.py CTEST.xml [FOLDER]
 
@@ -12,14 +13,27 @@ import xml.etree.ElementTree as ET
 from pathlib import Path
 
 
+MAX_LINES = 25  # of what one failed case said
+
+
+def say_failed(name, words):
+    """One failed case; of a program's whole output the part that its first failure begins."""
+    print(f"    failed: {name}", file=sys.stderr)
+    lines = [line for line in (words or "").splitlines() if line.strip()]
+    first = next((i for i, line in enumerate(lines) if "Failure" in line), max(0, len(lines) - MAX_LINES))
+    for line in lines[first:first + MAX_LINES]:
+        print(f"        {line[:200]}", file=sys.stderr)
+
+
 def cases_of(report):
-    """Passed, failed and skipped cases of one GoogleTest report, and the names of the failed ones."""
+    """Passed, failed and skipped cases of one GoogleTest report; the failed ones as names with their messages."""
     passed, failed, skipped = 0, [], 0
     for case in ET.parse(report).getroot().iter("testcase"):
         if case.get("status") == "notrun":
             continue
         if case.find("failure") is not None:
-            failed.append(f"{case.get('classname')}.{case.get('name')}")
+            words = "\n".join(failure.get("message") for failure in case.iter("failure"))
+            failed.append((f"{case.get('classname')}.{case.get('name')}", words))
         elif case.get("result") == "skipped" or case.find("skipped") is not None:
             skipped += 1
         else:
@@ -39,13 +53,13 @@ def main():
         if report and report.exists():
             passed, failed, skipped = cases_of(report)
             if broke and not failed:
-                failed = ["ended before its report was complete"]
+                failed = [("ended before its report was complete", case.findtext("system-out"))]
             total = [total[0] + passed, total[1] + len(failed), total[2] + skipped]
-            for one in failed:
-                print(f"    failed: {name}: {one}", file=sys.stderr)
+            for one, words in failed:
+                say_failed(f"{name}: {one}", words)
         elif broke:
             total[1] += 1
-            print(f"    failed: {name}", file=sys.stderr)
+            say_failed(name, case.findtext("system-out"))
         elif state == "run":
             total[0] += 1
         else:  # skipped while it ran, or not run at all; a disabled test does not count

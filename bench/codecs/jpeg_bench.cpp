@@ -302,6 +302,7 @@ int main(int argc, char** argv)
         {"sv1_us_rgb", CompressLossless(us, 640, 480, 24), 640, 480, 24, 8, lossless1},
         {"sv1_xa8", CompressLossless(xa8, 1024, 1024, 8), 1024, 1024, 8, 8, lossless1},
         {"sv1_xa12", CompressLossless(xa12, 1024, 1024, 16), 1024, 1024, 16, 16, lossless1},
+        {"sv1_ct16", CompressLossless(Words(Vessels(512, 12, 6)), 512, 512, 16), 512, 512, 16, 16, lossless1},
         {"sv1_dx16", CompressLossless(dx16, 2048, 2048, 16), 2048, 2048, 16, 16, lossless1},
         {"sv6_xa12", CompressPredicted(xa12, 1024, 12, 6), 1024, 1024, 16, 12, lossless},
         {"sv7_dx16", CompressPredicted(dx16, 2048, 16, 7), 2048, 2048, 16, 16, lossless},

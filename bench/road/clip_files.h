@@ -4,28 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "filter/sample_buffer.h"
 #include "tests/support/dicom_builder.h"
 
-// Generated clips of a few frames for the benches of the whole road, and the sample that they are read into.
+// Generated clips of a few frames for the benches of the whole road.
 namespace talv {
 constexpr size_t kClipFrames = 16;
-
-class MemorySample : public SampleBuffer
-{
-  public:
-    explicit MemorySample(int64_t size) : bytes_(static_cast<size_t>(size)) {}
-    int32_t GetPointer(uint8_t** buffer) override
-    {
-        *buffer = bytes_.data();
-        return 0;
-    }
-    int64_t GetSize() override { return static_cast<int64_t>(bytes_.size()); }
-    int32_t SetActualDataLength(int64_t) override { return 0; }
-
-  private:
-    std::vector<uint8_t> bytes_;
-};
 
 /// Smooth ground with a little noise on it and a burnt-in label of black and white, as pictures have; another
 /// one for each `seed`.

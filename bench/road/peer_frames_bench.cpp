@@ -30,6 +30,7 @@
 #include "dicom/dictionary.h"
 #include "dicom/reader.h"
 #include "filter/frame_source.h"
+#include "filter/memory_sample.h"
 #include "image/get_image.h"
 #include "image/image_description.h"
 #include "image/pixel_layout.h"

@@ -17,6 +17,7 @@
 #include "dicom/allocator.h"
 #include "dicom/dictionary.h"
 #include "filter/frame_source.h"
+#include "filter/memory_sample.h"
 #include "platform/text.h"
 #include "raster/raster_settings.h"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 namespace talv {
-/// What one frame may cost. A unit of work is a coefficient, a coding pass or a packet.
+/// What one frame may cost. A unit of work is a coefficient, a coding pass over 64 of them, or a packet.
 class J2kBudget
 {
   public:

@@ -1,11 +1,20 @@
 #include "codecs/j2k/j2k_codestream.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "codecs/j2k/j2k_markers.h"
 #include "codecs/j2k/j2k_status.h"
 
 namespace talv {
+namespace {
+void SortByIndex(std::vector<J2kPackedSegment>* segments)
+{
+    std::stable_sort(segments->begin(), segments->end(),
+                     [](const J2kPackedSegment& a, const J2kPackedSegment& b) { return a.index < b.index; });
+}
+}  // namespace
+
 J2kCodestream::J2kCodestream(const uint8_t* data, size_t size, size_t maxParameters)
     : data_(data), size_(size), parameters_(maxParameters)
 {}
@@ -20,11 +29,16 @@ bool J2kCodestream::NextMarker(uint16_t* marker)
     return false;
 }
 
-bool J2kCodestream::ReadSegment(J2kBytes* payload)
+/// What follows a marker: nothing behind those that stand alone, else a length and as many bytes.
+bool J2kCodestream::ReadSegment(uint16_t marker, J2kBytes* payload)
 {
+    *payload = {};
+    if (marker == kMarkerSoc || marker == kMarkerSod || marker == kMarkerEph || marker == kMarkerEoc)
+        return true;
     if (size_ - position_ < 2) return false;
     const size_t length = static_cast<size_t>(data_[position_] << 8 | data_[position_ + 1]);
     if (length < 2 || length > size_ - position_) return false;
+    if ((marker == kMarkerSot && length != 10) || (marker == kMarkerSop && length != 4)) return false;
     *payload = {data_ + position_ + 2, length - 2};
     position_ += length;
     return true;
@@ -36,7 +50,7 @@ int32_t J2kCodestream::Open()
     if (size_ < 2 || data_[0] != 0xFF || data_[1] != (kMarkerSoc & 0xFF)) return kJ2kNoCodestream;
     position_ = 2;
     J2kBytes payload{};
-    if (!NextMarker(&marker) || marker == kMarkerSot || !ReadSegment(&payload) ||
+    if (!NextMarker(&marker) || marker == kMarkerSot || !ReadSegment(marker, &payload) ||
         !StoreSegment(marker, payload, -1))
         return kJ2kNoSize;
     if (int32_t status = ReadImage(); status < 0) return status;
@@ -104,11 +118,11 @@ int32_t J2kCodestream::ReadMainHeader()
             position_ -= 2;
             break;
         }
-        if (!ReadSegment(&payload)) return kJ2kBrokenHeader;
+        if (!ReadSegment(marker, &payload)) return kJ2kBrokenHeader;
         if (marker == kMarkerSiz) return kJ2kBadSize;
         if (marker == kMarkerCap) extended_ = true;
         if (marker == kMarkerPpm) {
-            if (!StorePacked(&mainPacked_, payload, 0)) return kJ2kBrokenHeader;
+            if (!KeepPacked(&mainPacked_, payload)) return kJ2kBrokenHeader;
             // Kept: a stream without a profile counts as one of profile 3 once its packet headers are packed.
             // Pinned by J2kHeader.PackedHeadersSetTheProfile.
             if (parameters_.Get(J2kName::Rsiz, -1, -1, 0, 0) == 0)
@@ -132,10 +146,10 @@ void J2kCodestream::KeepComment(J2kBytes payload)
         {registration, std::string(reinterpret_cast<const char*>(payload.data) + 2, payload.size - 2)});
 }
 
-bool J2kCodestream::StorePacked(std::vector<PackedSegment>* list, J2kBytes payload, uint32_t tile)
+bool J2kCodestream::KeepPacked(std::vector<J2kPackedSegment>* list, J2kBytes payload)
 {
     if (payload.size < 1) return false;
-    list->push_back({tile, payload.data[0], {payload.data + 1, payload.size - 1}});
+    list->push_back({payload.data[0], {payload.data + 1, payload.size - 1}});
     return true;
 }
 
@@ -144,8 +158,7 @@ bool J2kCodestream::StorePacked(std::vector<PackedSegment>* list, J2kBytes paylo
 bool J2kCodestream::SplitPackedHeaders()
 {
     if (mainPacked_.empty()) return true;
-    std::stable_sort(mainPacked_.begin(), mainPacked_.end(),
-                     [](const PackedSegment& a, const PackedSegment& b) { return a.index < b.index; });
+    SortByIndex(&mainPacked_);
     for (size_t i = 0; i < mainPacked_.size(); ++i) {
         if (mainPacked_[i].index != i) return false;
         const J2kBytes& bytes = mainPacked_[i].bytes;
@@ -164,38 +177,52 @@ bool J2kCodestream::SplitPackedHeaders()
     return at == packedBytes_.size();
 }
 
-std::vector<uint8_t> J2kCodestream::TilePackedHeaders(uint32_t tile) const
-{
-    std::vector<uint8_t> all;
-    auto segment = std::lower_bound(tilePacked_.begin(), tilePacked_.end(), tile,
-                                    [](const PackedSegment& s, uint32_t wanted) { return s.tile < wanted; });
-    for (; segment != tilePacked_.end() && segment->tile == tile; ++segment)
-        all.insert(all.end(), segment->bytes.data, segment->bytes.data + segment->bytes.size);
-    return all;
-}
-
 int32_t J2kCodestream::ReadTileParts()
 {
     for (bool last = false; !last;) {
         if (!ReadTilePart(&last)) break;
     }
-    if (parts_.empty()) return kJ2kBrokenHeader;
-    // Parts of a tile count from 0; a writer may have stored them in any order.
-    std::stable_sort(parts_.begin(), parts_.end(), [](const J2kTilePart& a, const J2kTilePart& b) {
-        return a.tile != b.tile ? a.tile < b.tile : a.part < b.part;
-    });
-    // A tile's packed headers follow each other by index (T.800 A.7.5).
-    std::stable_sort(tilePacked_.begin(), tilePacked_.end(),
-                     [](const PackedSegment& a, const PackedSegment& b) {
-                         return a.tile != b.tile ? a.tile < b.tile : a.index < b.index;
-                     });
-    for (size_t i = 1; i < tilePacked_.size(); ++i) {
-        if (tilePacked_[i].tile == tilePacked_[i - 1].tile &&
-            tilePacked_[i].index == tilePacked_[i - 1].index)
-            return kJ2kBrokenHeader;
+    if (parts_.empty() || packedBroken_) return kJ2kBrokenHeader;
+    SortTileParts();
+    return SortPackedSegments() ? int32_t{kCodecOk} : int32_t{kJ2kBrokenHeader};
+}
+
+/// Brings the parts of each tile together. They count from 0 and a writer may have stored them in any order;
+/// where two have one number (there were more than the field can count) the order of the stream holds.
+void J2kCodestream::SortTileParts()
+{
+    const auto byTile = [](const J2kTilePart& a, const J2kTilePart& b) { return a.tile < b.tile; };
+    const auto byPart = [](const J2kTilePart& a, const J2kTilePart& b) { return a.part < b.part; };
+    std::stable_sort(parts_.begin(), parts_.end(), byTile);
+    for (auto first = parts_.begin(); first != parts_.end();) {
+        const auto end = std::upper_bound(first, parts_.end(), *first, byTile);
+        bool seen[256] = {};
+        const bool distinct = std::none_of(
+            first, end, [&](const J2kTilePart& part) { return std::exchange(seen[part.part], true); });
+        if (distinct) std::sort(first, end, byPart);
+        first = end;
     }
-    if (!tilePacked_.empty() && !mainPacked_.empty()) return kJ2kBrokenHeader;
-    return kCodecOk;
+}
+
+/// Sorts the packed headers of each tile-part. Their indices count from 0 within its header (T.800 A.7.5), or
+/// on from those of the tile's parts before, as some writers have it.
+bool J2kCodestream::SortPackedSegments()
+{
+    size_t before = 0;
+    for (size_t i = 0; i < parts_.size(); ++i) {
+        if (i > 0 && parts_[i].tile != parts_[i - 1].tile) before = 0;
+        std::vector<J2kPackedSegment>& segments = parts_[i].packedSegments;
+        if (segments.empty()) continue;
+        if (!mainPacked_.empty()) return false;
+        SortByIndex(&segments);
+        const size_t first = segments[0].index;
+        if (first != 0 && first != before) return false;
+        for (size_t k = 0; k < segments.size(); ++k) {
+            if (segments[k].index != first + k) return false;
+        }
+        before += segments.size();
+    }
+    return true;
 }
 
 bool J2kCodestream::ReadTilePart(bool* last)
@@ -203,13 +230,12 @@ bool J2kCodestream::ReadTilePart(bool* last)
     const size_t start = position_;
     uint16_t marker = 0;
     J2kBytes payload{};
-    if (!NextMarker(&marker) || marker != kMarkerSot || !ReadSegment(&payload) || payload.size != 8)
-        return false;
+    if (!NextMarker(&marker) || marker != kMarkerSot || !ReadSegment(marker, &payload)) return false;
     const uint8_t* p = payload.data;
     const uint32_t tile = static_cast<uint32_t>(p[0] << 8 | p[1]);
     const size_t length =
         static_cast<size_t>(p[2]) << 24 | static_cast<size_t>(p[3] << 16 | p[4] << 8 | p[5]);
-    const uint32_t part = p[6];
+    J2kTilePart part{tile, p[6], {}, {}, {}};
     if (tile >= image_.tilesAcross * image_.tilesDown) return false;
     // A length of 0 reaches to the end of the stream; one past the end is a stream cut short.
     size_t end = size_;
@@ -221,28 +247,30 @@ bool J2kCodestream::ReadTilePart(bool* last)
         if (size_ - position_ >= 2 && data_[size_ - 2] == 0xFF && data_[size_ - 1] == (kMarkerEoc & 0xFF))
             end = size_ - 2;
     }
-    if (!ReadTilePartHeader(tile, end)) return false;
-    J2kBytes packed{};
-    if (parts_.size() < packedParts_.size()) packed = packedParts_[parts_.size()];
-    parts_.push_back({tile, part, {data_ + position_, end - position_}, packed});
+    if (!ReadTilePartHeader(end, &part)) return false;
+    if (parts_.size() < packedParts_.size()) part.packedHeaders = packedParts_[parts_.size()];
+    part.packets = {data_ + position_, end - position_};
+    parts_.push_back(std::move(part));
     position_ = end;
     return true;
 }
 
-bool J2kCodestream::ReadTilePartHeader(uint32_t tile, size_t end)
+bool J2kCodestream::ReadTilePartHeader(size_t end, J2kTilePart* part)
 {
     for (;;) {
         uint16_t marker = 0;
         J2kBytes payload{};
         if (!NextMarker(&marker) || position_ > end) return false;
         if (marker == kMarkerSod) return true;
-        if (!ReadSegment(&payload) || position_ > end) return false;
-        if (marker == kMarkerPpm || marker == kMarkerSiz || marker == kMarkerSot) return false;
-        if (marker == kMarkerPpt) {
-            if (!StorePacked(&tilePacked_, payload, tile)) return false;
-        } else if (marker != kMarkerCom && !StoreSegment(marker, payload, static_cast<int32_t>(tile))) {
+        if (!ReadSegment(marker, &payload) || position_ > end) return false;
+        if (marker == kMarkerSiz || marker == kMarkerSot) return false;
+        if (marker == kMarkerPpm || (marker == kMarkerPpt && !KeepPacked(&part->packedSegments, payload))) {
+            packedBroken_ = true;
             return false;
         }
+        if (marker != kMarkerPpt && marker != kMarkerCom &&
+            !StoreSegment(marker, payload, static_cast<int32_t>(part->tile)))
+            return false;
     }
 }
 }  // namespace talv

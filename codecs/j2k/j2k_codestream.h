@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "codecs/j2k/j2k_parameters.h"
@@ -38,13 +39,22 @@ struct J2kBytes
     size_t size;
 };
 
-/// The packets of one tile-part, and its part of the packed packet headers of the main header.
+/// Bytes of a PPM or PPT marker segment behind its index.
+struct J2kPackedSegment
+{
+    uint8_t index;
+    J2kBytes bytes;
+};
+
+/// The packets of one tile-part and its packed packet headers: its share of those of the main header, or its
+/// own segments by index.
 struct J2kTilePart
 {
     uint32_t tile;
     uint32_t part;
     J2kBytes packets;
     J2kBytes packedHeaders;
+    std::vector<J2kPackedSegment> packedSegments;
 };
 
 struct J2kComment
@@ -63,33 +73,28 @@ class J2kCodestream
     /// kJ2kBadSize, kJ2kBrokenHeader, or kCodecUnsupported for streams of later extensions. Throws
     /// std::bad_alloc.
     int32_t Open();
-    /// Walks all tile-parts. Damage behind the first sound tile-part ends the walk without an error. kCodecOk
-    /// or kJ2kBrokenHeader.
+    /// Walks all tile-parts. Damage behind the first sound tile-part ends the walk without an error, packed
+    /// packet headers that are out of place or incomplete do not. kCodecOk or kJ2kBrokenHeader. Throws
+    /// std::bad_alloc.
     int32_t ReadTileParts();
 
     const J2KImage& Image() const { return image_; }
     const J2kParameterStore& Parameters() const { return parameters_; }
+    /// Sorted by tile.
     const std::vector<J2kTilePart>& TileParts() const { return parts_; }
     /// True when packet headers are packed into the main header.
     bool HasPackedHeaders() const { return !mainPacked_.empty(); }
-    /// The PPT packet headers of a tile, in order; empty when the tile has none.
-    std::vector<uint8_t> TilePackedHeaders(uint32_t tile) const;
     const std::vector<J2kComment>& Comments() const { return comments_; }
 
   private:
-    struct PackedSegment
-    {
-        uint32_t tile;
-        uint8_t index;
-        J2kBytes bytes;
-    };
-
     bool NextMarker(uint16_t* marker);
-    bool ReadSegment(J2kBytes* payload);
+    bool ReadSegment(uint16_t marker, J2kBytes* payload);
     int32_t ReadImage();
     int32_t ReadMainHeader();
     bool ReadTilePart(bool* last);
-    bool ReadTilePartHeader(uint32_t tile, size_t end);
+    bool ReadTilePartHeader(size_t end, J2kTilePart* part);
+    void SortTileParts();
+    bool SortPackedSegments();
     /// Hands a segment to the parameter store; false when it is broken or the store is full.
     bool StoreSegment(uint16_t marker, J2kBytes payload, int32_t tile);
     bool StoreSize(J2kBytes payload);
@@ -98,7 +103,7 @@ class J2kCodestream
     bool StoreRegion(J2kBytes payload, int32_t tile);
     bool StoreProgression(J2kBytes payload, int32_t tile);
     bool StoreRegistration(J2kBytes payload);
-    bool StorePacked(std::vector<PackedSegment>* list, J2kBytes payload, uint32_t tile);
+    bool KeepPacked(std::vector<J2kPackedSegment>* list, J2kBytes payload);
     void KeepComment(J2kBytes payload);
     bool SplitPackedHeaders();
     size_t ComponentFieldSize() const { return componentCount_ < 257 ? 1 : 2; }
@@ -109,8 +114,9 @@ class J2kCodestream
     J2kParameterStore parameters_;
     J2KImage image_{};
     uint32_t componentCount_ = 0;
-    bool sizeSeen_ = false, extended_ = false;
-    std::vector<PackedSegment> mainPacked_, tilePacked_;
+    bool extended_ = false, packedBroken_ = false;
+    std::unordered_map<int32_t, uint32_t> progressionValues_;  ///< stored for each tile so far
+    std::vector<J2kPackedSegment> mainPacked_;
     std::vector<uint8_t> packedBytes_;
     std::vector<J2kBytes> packedParts_;
     std::vector<J2kComment> comments_;

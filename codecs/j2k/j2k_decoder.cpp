@@ -20,6 +20,8 @@ struct TileRange
     size_t first, end;
 };
 
+constexpr uint64_t kNoFailure = UINT64_MAX;
+
 class FrameDecoder
 {
   public:
@@ -42,42 +44,54 @@ class FrameDecoder
         if (tiles_.size() >= 2 * workers_.Count() && tileSamples <= kSmallTile)
             workers_.Run(tiles_.size(), [this](size_t i, unsigned) {
                 CodecWorkers alone(1);
-                DecodeTile(tiles_[i], alone);
+                DecodeTile(i, alone);
             });
         else
-            for (const TileRange& tile : tiles_) DecodeTile(tile, workers_);
-        const int32_t status = status_;
-        if (status < 0) return status;
+            for (size_t i = 0; i < tiles_.size(); ++i) DecodeTile(i, workers_);
+        if (failure_ != kNoFailure) return static_cast<int32_t>(static_cast<uint32_t>(failure_));
         return packets_ > 0 ? int32_t{kCodecOk} : int32_t{kJ2kBrokenHeader};
     }
 
   private:
-    void DecodeTile(const TileRange& range, CodecWorkers& workers)
+    void DecodeTile(size_t index, CodecWorkers& workers)
     {
-        if (status_ < 0) return;
+        if (failure_ >> 32 < index) return;
+        const TileRange& range = tiles_[index];
         int32_t status = kCodecNoMemory;
         uint64_t packets = 0;
         try {
-            const std::vector<uint8_t> packed = stream_.TilePackedHeaders(range.tile);
-            const std::vector<J2kPacketSource> sources = Sources(range, packed);
+            std::vector<uint8_t> packed;
+            const std::vector<J2kPacketSource> sources = Sources(range, &packed);
             status = DecodeJ2kTile(stream_, range.tile, sources, destination_, budget_, workers, &packets);
         } catch (const std::bad_alloc&) {
         }
         packets_ += packets;
-        if (status < 0) status_ = status;
+        if (status < 0) NoteFailure(index, status);
     }
 
-    std::vector<J2kPacketSource> Sources(const TileRange& range, const std::vector<uint8_t>& packed) const
+    /// The first tile that fails decides, whichever thread comes to it first.
+    void NoteFailure(size_t index, int32_t status)
+    {
+        const uint64_t failure = uint64_t{index} << 32 | static_cast<uint32_t>(status);
+        uint64_t known = failure_;
+        while (failure < known && !failure_.compare_exchange_weak(known, failure)) {
+        }
+    }
+
+    /// `packed` holds what the sources refer to.
+    std::vector<J2kPacketSource> Sources(const TileRange& range, std::vector<uint8_t>* packed) const
     {
         std::vector<J2kPacketSource> sources;
         for (size_t i = range.first; i < range.end; ++i) {
             const J2kTilePart& part = stream_.TileParts()[i];
             sources.push_back({part.packets, part.packedHeaders, stream_.HasPackedHeaders()});
+            for (const J2kPackedSegment& segment : part.packedSegments)
+                packed->insert(packed->end(), segment.bytes.data, segment.bytes.data + segment.bytes.size);
         }
-        if (packed.empty()) return sources;
+        if (packed->empty()) return sources;
         // The tile's own packed headers run on over its tile-parts, and so do its packets then.
         for (J2kPacketSource& source : sources) source.packed = true;
-        sources.front().packedHeaders = {packed.data(), packed.size()};
+        sources.front().packedHeaders = {packed->data(), packed->size()};
         return sources;
     }
 
@@ -86,8 +100,8 @@ class FrameDecoder
     J2kBudget& budget_;
     CodecWorkers workers_;
     std::vector<TileRange> tiles_;
-    std::atomic<int32_t> status_{kCodecOk};
     std::atomic<uint64_t> packets_{0};
+    std::atomic<uint64_t> failure_{kNoFailure};  ///< index and, in the low half, status of a tile
 };
 
 J2KComponentList ListComponents(const J2KImage& image)
@@ -114,8 +128,8 @@ int32_t DecodeJ2kFrame(const uint8_t* source, void* rows, const J2KFrameDescript
     J2KDestination destination{};
     const J2KComponentList components = ListComponents(stream.Image());
     if (int32_t status = SetJ2kOutput(rows, descriptor, components, &destination); status < 0) return status;
-    const size_t rowBytes = static_cast<size_t>(destination.width) *
-                            static_cast<size_t>(destination.samples * destination.bytesPerSample);
+    const uint64_t rowBytes =
+        uint64_t{destination.width} * static_cast<unsigned>(destination.samples * destination.bytesPerSample);
     if (rowBytes > destination.bytesPerLine) return kCodecInvalidParameter;
     for (const J2KOutputComponent& component : components) {
         if (component.precision > 31 || component.precision < -31) return kCodecUnsupported;
@@ -123,7 +137,7 @@ int32_t DecodeJ2kFrame(const uint8_t* source, void* rows, const J2KFrameDescript
     if (int32_t status = stream.ReadTileParts(); status < 0) return status;
 
     for (uint32_t y = 0; y < destination.height; ++y)
-        std::memset(destination.rows + y * destination.bytesPerLine, 0, rowBytes);
+        std::memset(destination.rows + y * destination.bytesPerLine, 0, static_cast<size_t>(rowBytes));
     J2kBudget budget(
         frameBytes,
         uint64_t{descriptor.width} * descriptor.height * static_cast<uint64_t>(destination.samples),

@@ -10,7 +10,7 @@ fltJ2KDecompressFrame(const void* src, void* dest, const talv::J2KFrameDescripto
 {
     using namespace talv;
     if (src == nullptr || dest == nullptr || descriptor == nullptr) return kCodecInvalidParameter;
-    if (descriptor->size != sizeof(J2KFrameDescriptor)) return kCodecInvalidParameter;
+    if (descriptor->size != sizeof(J2KFrameDescriptor)) return kCodecWrongStructSize;
     if (descriptor->width == 0 || descriptor->height == 0) return kCodecInvalidParameter;
     try {
         return DecodeJ2kFrame(static_cast<const uint8_t*>(src), dest, *descriptor, 0);

@@ -13,7 +13,8 @@
 /// of deeper components; wider samples hold the component's values, signed ones in two's complement.
 ///
 /// 1, or: -1 no memory or more than a frame may cost, -9 a stream of later extensions or of more than 31
-/// bits, -13 invalid argument, -27 components do not fit the bits per pixel, -533, -534, -536, -539
-/// (`J2kStatus`). Calls are independent of each other; the threads of a call have ended when it returns.
+/// bits, -13 invalid argument, -27 components do not fit the bits per pixel, -789 another `size`, -533, -534,
+/// -536, -539 (`J2kStatus`). Calls are independent of each other; the threads of a call have ended when it
+/// returns.
 extern "C" FLT_EXPORT int32_t FLT_CALL
 fltJ2KDecompressFrame(const void* src, void* dest, const talv::J2KFrameDescriptor* descriptor) noexcept;

@@ -31,7 +31,7 @@ struct J2kOutputKernels
     void (*convertReal)(const float* from, int32_t* to, size_t count, const J2kSampleRange& range);
     void (*pack8)(const int32_t* from, uint8_t* to, size_t count);
     void (*pack16)(const int32_t* from, uint8_t* to, size_t count);
-    void (*packBgr8)(const int32_t* const* planes, uint8_t* to, size_t count);
+    void (*pack24)(const int32_t* const* planes, uint8_t* to, size_t count);  ///< three planes in turn
 };
 const J2kOutputKernels& BestJ2kOutputKernels();
 const J2kOutputKernels& PlainJ2kOutputKernels();
@@ -60,7 +60,10 @@ using J2KComponentList = std::vector<J2KOutputComponent>;
 int32_t SetJ2kOutput(void* rows, const J2KFrameDescriptor& descriptor, const J2KComponentList& components,
                      J2KDestination* destination);
 
+/// False when nothing of a tile that is set up lies within the destination. Throws std::bad_alloc.
+bool ShowsJ2kTile(const J2KImage& image, const J2kTile& tile, const J2KDestination& destination);
+
 /// Writes a reconstructed tile into the destination, clipped to it. Throws std::bad_alloc.
-void WriteJ2kTile(const J2KImage& image, J2kTile& tile, const J2KDestination& destination,
+void WriteJ2kTile(const J2KImage& image, const J2kTile& tile, const J2KDestination& destination,
                   CodecWorkers& workers);
 }  // namespace talv

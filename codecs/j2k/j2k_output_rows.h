@@ -40,11 +40,11 @@ void Convert(const int32_t* __restrict from, int32_t* __restrict to, size_t coun
 {
     const J2kSampleRange r = range;
     // Samples beyond 28 bits come from damaged streams; limited first, nothing below can overflow.
-    const int32_t bound = r.leftShift > 0 ? 1 << 20 : 0x3FFFFFFF;
+    const int32_t bound = r.leftShift > 0 ? 1 << 20 : 0x3FFFFFFF;  // above 31 bits there is no component
     const int32_t half = r.rightShift > 0 ? 1 << (r.rightShift - 1) : 0;
     for (size_t i = 0; i < count; ++i) {
         int32_t value = from[i] > bound ? bound : from[i];
-        value = value < -bound ? -bound : value;
+        value = value < ~bound ? ~bound : value;
         value = (value + half) >> r.rightShift << r.leftShift;
         to[i] = Limit(value + r.offset, r);
     }
@@ -81,19 +81,19 @@ void Pack16(const int32_t* __restrict from, uint8_t* __restrict to, size_t count
     }
 }
 
-void PackBgr8(const int32_t* const* planes, uint8_t* __restrict to, size_t count)
+void Pack24(const int32_t* const* planes, uint8_t* __restrict to, size_t count)
 {
-    const int32_t* __restrict red = planes[0];
-    const int32_t* __restrict green = planes[1];
-    const int32_t* __restrict blue = planes[2];
+    const int32_t* __restrict first = planes[0];
+    const int32_t* __restrict second = planes[1];
+    const int32_t* __restrict third = planes[2];
     for (size_t i = 0; i < count; ++i) {
-        to[3 * i] = static_cast<uint8_t>(blue[i]);
-        to[3 * i + 1] = static_cast<uint8_t>(green[i]);
-        to[3 * i + 2] = static_cast<uint8_t>(red[i]);
+        to[3 * i] = static_cast<uint8_t>(first[i]);
+        to[3 * i + 1] = static_cast<uint8_t>(second[i]);
+        to[3 * i + 2] = static_cast<uint8_t>(third[i]);
     }
 }
 
 constexpr J2kOutputKernels kOutputKernels = {InverseRct, InverseIct, Convert, ConvertReal,
-                                             Pack8,      Pack16,     PackBgr8};
+                                             Pack8,      Pack16,     Pack24};
 }  // namespace
 }  // namespace talv

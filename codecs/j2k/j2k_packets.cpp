@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 #include "codecs/j2k/j2k_blocks.h"
 #include "codecs/j2k/j2k_markers.h"
@@ -37,22 +38,28 @@ void J2kPacketReader::ReadAll(const J2KImage& image)
     if (!NextSource()) return;
     for (const J2kProgression& progression : tile_->progressions) {
         if (progression.order > 4) return;
-        if (!ReadProgression(OrderJ2kPackets(*tile_, image, progression), progression.layers)) return;
+        if (!ReadProgression(OrderJ2kPackets(*tile_, image, progression), progression)) return;
     }
 }
 
-bool J2kPacketReader::ReadProgression(const J2kPacketOrder& order, uint32_t layers)
+bool J2kPacketReader::ReadProgression(const std::vector<J2kPacketPlace>& places,
+                                      const J2kProgression& progression)
 {
-    size_t first = 0;
-    for (size_t end : order.ends) {
-        for (uint32_t layer = 0; layer < layers; ++layer) {
-            for (size_t i = first; i < end; ++i) {
-                const J2kPacketPlace& place = order.places[i];
-                const J2kPrecinct& precinct = tile_->components[place.component].precincts[place.precinct];
-                if (!tile_->budget->TakeWork(1)) return false;
+    // The places of a group are visited once for each layer: all of them (LRCP), those of one resolution
+    // (RLCP), one alone (position orders).
+    const auto inOneGroup = [&](const J2kPacketPlace& a, const J2kPacketPlace& b) {
+        return progression.order == 0 || (progression.order == 1 && a.resolution == b.resolution);
+    };
+    for (auto first = places.begin(); first != places.end();) {
+        auto end = first + 1;
+        while (end != places.end() && inOneGroup(*first, *end)) ++end;
+        for (uint32_t layer = 0; layer < progression.layers; ++layer) {
+            for (auto place = first; place != end; ++place) {
+                const J2kPrecinct& precinct = tile_->components[place->component].precincts[place->precinct];
+                if (!tile_->budget->TakeWork(1)) throw std::bad_alloc();
                 // An earlier progression has brought this layer already.
                 if (precinct.nextLayer > layer) continue;
-                if (!ReadPacket(place, layer)) return false;
+                if (!ReadPacket(*place, layer)) return false;
             }
         }
         first = end;
@@ -60,18 +67,18 @@ bool J2kPacketReader::ReadProgression(const J2kPacketOrder& order, uint32_t laye
     return true;
 }
 
-/// Moves on to the next tile-part with bytes in it.
+/// Moves on to the next tile-part that has packet headers, once those of this one are used up.
 bool J2kPacketReader::NextSource()
 {
-    while (body_.size == 0 && headers_.size == 0) {
+    while ((packed_ ? headers_ : body_).size == 0) {
         if (part_ == parts_.size()) return false;
         body_ = parts_[part_].packets;
         headers_ = parts_[part_].packedHeaders;
+        packed_ = parts_[part_].packed;
         ++part_;
     }
     // Headers packed for the whole tile go on while the bodies come from one tile-part after the other.
-    while (headers_.size != 0 && body_.size == 0 && part_ < parts_.size() &&
-           parts_[part_].packedHeaders.size == 0)
+    while (packed_ && body_.size == 0 && part_ < parts_.size() && parts_[part_].packedHeaders.size == 0)
         body_ = parts_[part_++].packets;
     return true;
 }
@@ -79,9 +86,10 @@ bool J2kPacketReader::NextSource()
 bool J2kPacketReader::ReadPacket(const J2kPacketPlace& place, uint32_t layer)
 {
     if (!NextSource()) return false;
-    const bool packed = parts_[part_ - 1].packed;
-    if (tile_->startMarkers && StartsWithMarker(body_, kMarkerSop) && body_.size >= 6) Skip(&body_, 6);
-    J2kBytes& source = packed ? headers_ : body_;
+    if (tile_->startMarkers && StartsWithMarker(body_, kMarkerSop) && body_.size >= 6 && body_.data[2] == 0 &&
+        body_.data[3] == 4)
+        Skip(&body_, 6);
+    J2kBytes& source = packed_ ? headers_ : body_;
     if (source.size == 0) return false;
     J2kTileComponent& component = tile_->components[place.component];
     const J2kResolution& resolution = component.resolutions[place.resolution];
@@ -162,8 +170,10 @@ bool J2kPacketReader::ReadBlockHeader(PacketBitReader& bits, const J2kTileCompon
         if (width > 31) return false;
         const uint32_t size = bits.Bits(width);
         if (!bits.Good()) return false;
-        if (tile_->chunks.size() % 1024 == 0 && !tile_->TakeMemory(2048 * sizeof(J2kChunk))) return false;
-        tile_->chunks.push_back({nullptr, size, static_cast<uint8_t>(count), block.segmentPasses == 0, 0});
+        if (tile_->chunks.size() % 1024 == 0 && !tile_->TakeMemory(2048 * sizeof(J2kChunk)))
+            throw std::bad_alloc();
+        tile_->chunks.push_back(
+            {nullptr, size, static_cast<uint8_t>(count), block.segmentPasses == 0, false, 0});
         const auto index = static_cast<uint32_t>(tile_->chunks.size());
         if (block.lastChunk == 0)
             block.firstChunk = index;
@@ -189,18 +199,14 @@ bool J2kPacketReader::TakeBodies()
 {
     for (size_t i = firstNewChunk_; i < tile_->chunks.size(); ++i) {
         J2kChunk& chunk = tile_->chunks[i];
-        if (chunk.size > body_.size) {
-            // Of passes cut short those are kept that the bytes surely hold.
-            const uint64_t kept = uint64_t{chunk.passes} * body_.size / chunk.size;
-            chunk.passes = static_cast<uint8_t>(kept);
-            chunk.size = static_cast<uint32_t>(body_.size);
-            chunk.data = body_.data;
-            Skip(&body_, body_.size);
+        chunk.cut = chunk.size > body_.size;
+        if (chunk.cut) chunk.size = static_cast<uint32_t>(body_.size);
+        chunk.data = body_.data;
+        Skip(&body_, chunk.size);
+        if (chunk.cut) {
             DropChunks(i + 1);
             return false;
         }
-        chunk.data = body_.data;
-        Skip(&body_, chunk.size);
     }
     return true;
 }

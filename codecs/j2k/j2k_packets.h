@@ -17,23 +17,18 @@ struct J2kPacketSource
 /// A precinct's place in a progression.
 struct J2kPacketPlace
 {
-    uint32_t component;
+    uint64_t position;  ///< where position orders meet it on the reference grid: y above 32 bits of x
     uint32_t precinct;  ///< in the tile-component's list
-    uint32_t resolution;
+    uint16_t component, resolution;
 };
 
-/// The precincts of a progression, sorted as the order visits them. `ends` holds for the orders whose outer
-/// loops repeat a group for each layer the index behind each group: one group (LRCP), one a resolution
-/// (RLCP); position orders have one group per precinct.
-struct J2kPacketOrder
-{
-    std::vector<J2kPacketPlace> places;
-    std::vector<size_t> ends;
-};
-J2kPacketOrder OrderJ2kPackets(const J2kTile& tile, const J2KImage& image, const J2kProgression& progression);
+/// The precincts of a progression, sorted as the order visits them. Throws std::bad_alloc when memory or the
+/// budget is short.
+std::vector<J2kPacketPlace> OrderJ2kPackets(const J2kTile& tile, const J2KImage& image,
+                                            const J2kProgression& progression);
 
 /// Tier 2 of one tile (T.800 annex B): reads packets until the data or the packets end, or a header makes no
-/// sense; what was read until then stays. Throws std::bad_alloc.
+/// sense; what was read until then stays. Throws std::bad_alloc when memory or the budget is short.
 class J2kPacketReader
 {
   public:
@@ -43,7 +38,7 @@ class J2kPacketReader
     void ReadAll(const J2KImage& image);
 
   private:
-    bool ReadProgression(const J2kPacketOrder& order, uint32_t layers);
+    bool ReadProgression(const std::vector<J2kPacketPlace>& places, const J2kProgression& progression);
     bool ReadPacket(const J2kPacketPlace& place, uint32_t layer);
     bool NextSource();
     bool ReadHeader(PacketBitReader& bits, J2kTileComponent& component, const J2kResolution& resolution,
@@ -55,8 +50,9 @@ class J2kPacketReader
 
     J2kTile* tile_;
     const std::vector<J2kPacketSource>& parts_;
-    size_t part_ = 0;
+    size_t part_ = 0;  ///< the next one
     J2kBytes body_{}, headers_{};
+    bool packed_ = false;  ///< the headers of the part in hand are in `headers_`
     size_t firstNewChunk_ = 0;
 };
 }  // namespace talv

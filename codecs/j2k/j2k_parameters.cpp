@@ -106,11 +106,4 @@ int64_t J2kParameterStore::Get(J2kName name, int32_t tile, int32_t component, ui
     const int64_t* value = Find(name, tile, component, index);
     return value != nullptr ? *value : otherwise;
 }
-
-uint32_t J2kParameterStore::CountValues(J2kName name, int32_t tile, int32_t component) const
-{
-    uint32_t count = 0;
-    while (FindExact(name, tile, component, count) != nullptr) ++count;
-    return count;
-}
 }  // namespace talv

@@ -76,8 +76,6 @@ class J2kParameterStore
     const int64_t* Find(J2kName name, int32_t tile, int32_t component, uint32_t index) const;
     const int64_t* Find(std::string_view name, int32_t tile, int32_t component, uint32_t index) const;
     int64_t Get(J2kName name, int32_t tile, int32_t component, uint32_t index, int64_t otherwise) const;
-    /// Values of `name` stored for exactly this tile and component, counted from index 0 to the first gap.
-    uint32_t CountValues(J2kName name, int32_t tile, int32_t component) const;
     bool Full() const { return values_.size() >= maxValues_; }
 
   private:

@@ -1,5 +1,6 @@
 #include <algorithm>
-#include <array>
+#include <new>
+#include <tuple>
 
 #include "codecs/j2k/j2k_packets.h"
 
@@ -9,73 +10,75 @@
 
 namespace talv {
 namespace {
-struct SortedPlace
-{
-    std::array<int64_t, 4> key;
-    J2kPacketPlace place;
-};
+// What sorting one place costs, in units of the budget.
+constexpr uint64_t kSortWork = 8;
 
 /// Where the loops over y (or x) meet precinct `number` of a resolution: its own start on the reference grid,
 /// except that the first one may begin before the tile.
-int64_t MeetingPoint(int64_t resolutionStart, int64_t tileStart, uint32_t number, int log2Precinct, int shift,
-                     int64_t step)
+uint32_t MeetingPoint(int64_t resolutionStart, int64_t tileStart, uint32_t number, int log2Precinct,
+                      int shift, int64_t step)
 {
     const int64_t first = resolutionStart >> log2Precinct;
-    if (number == 0 && (first << log2Precinct) != resolutionStart) return tileStart;
-    return (((first + number) << log2Precinct) << shift) * step;
+    if (number == 0 && (first << log2Precinct) != resolutionStart) return static_cast<uint32_t>(tileStart);
+    return static_cast<uint32_t>((((first + number) << log2Precinct) << shift) * step);
+}
+
+/// Calls visit(component, resolution) for all of a progression, lowest resolution first.
+template <class Visit>
+void VisitResolutions(const J2kTile& tile, const J2kProgression& progression, Visit visit)
+{
+    for (uint32_t r = progression.firstResolution; r < progression.endResolution; ++r) {
+        for (uint32_t c = progression.firstComponent; c < progression.endComponent; ++c) {
+            if (r < tile.components[c].resolutions.size()) visit(c, r);
+        }
+    }
+}
+
+void SortByPosition(uint32_t order, std::vector<J2kPacketPlace>* places)
+{
+    using Place = J2kPacketPlace;
+    const auto sort = [places](auto key) {
+        std::sort(places->begin(), places->end(),
+                  [key](const Place& a, const Place& b) { return key(a) < key(b); });
+    };
+    if (order == 2)
+        sort([](const Place& p) { return std::tuple(p.resolution, p.position, p.component, p.precinct); });
+    else if (order == 3)
+        sort([](const Place& p) { return std::tuple(p.position, p.component, p.resolution, p.precinct); });
+    else
+        sort([](const Place& p) { return std::tuple(p.component, p.position, p.resolution, p.precinct); });
 }
 }  // namespace
 
-J2kPacketOrder OrderJ2kPackets(const J2kTile& tile, const J2KImage& image, const J2kProgression& progression)
+std::vector<J2kPacketPlace> OrderJ2kPackets(const J2kTile& tile, const J2KImage& image,
+                                            const J2kProgression& progression)
 {
-    std::vector<SortedPlace> list;
-    for (uint32_t c = progression.firstComponent; c < progression.endComponent; ++c) {
+    uint64_t count = 0;
+    VisitResolutions(tile, progression, [&](uint32_t c, uint32_t r) {
+        const J2kResolution& resolution = tile.components[c].resolutions[r];
+        count += uint64_t{resolution.precinctsAcross} * resolution.precinctsDown;
+    });
+    const bool byPosition = progression.order >= 2;
+    if (!tile.budget->TakeWork(byPosition ? kSortWork * count : count)) throw std::bad_alloc();
+    std::vector<J2kPacketPlace> places;
+    places.reserve(static_cast<size_t>(count));
+    VisitResolutions(tile, progression, [&](uint32_t c, uint32_t r) {
         const J2kTileComponent& component = tile.components[c];
-        const auto resolutions = static_cast<uint32_t>(component.resolutions.size());
-        for (uint32_t r = progression.firstResolution; r < std::min(progression.endResolution, resolutions);
-             ++r) {
-            const J2kResolution& resolution = component.resolutions[r];
-            const int shift = component.style.levels - static_cast<int>(r);
-            for (uint32_t p = 0; p < resolution.precinctsAcross * resolution.precinctsDown; ++p) {
-                const int64_t x =
-                    MeetingPoint(resolution.rect.x0, tile.rect.x0, p % resolution.precinctsAcross,
-                                 resolution.log2PrecinctWidth, shift, image.components[c].stepX);
-                const int64_t y =
-                    MeetingPoint(resolution.rect.y0, tile.rect.y0, p / resolution.precinctsAcross,
-                                 resolution.log2PrecinctHeight, shift, image.components[c].stepY);
-                SortedPlace place{{}, {c, resolution.firstPrecinct + p, r}};
-                switch (progression.order) {
-                    case 0:
-                    case 1:
-                        place.key = {r, c, p, 0};
-                        break;
-                    case 2:
-                        place.key = {r, y, x, c};
-                        break;
-                    case 3:
-                        place.key = {y, x, c, r};
-                        break;
-                    default:
-                        place.key = {c, y, x, r};
-                        break;
-                }
-                list.push_back(place);
+        const J2kResolution& resolution = component.resolutions[r];
+        const int shift = component.style.levels - static_cast<int>(r);
+        uint32_t precinct = resolution.firstPrecinct;
+        for (uint32_t down = 0; down < resolution.precinctsDown; ++down) {
+            const uint64_t y = MeetingPoint(resolution.rect.y0, tile.rect.y0, down,
+                                            resolution.log2PrecinctHeight, shift, image.components[c].stepY);
+            for (uint32_t across = 0; across < resolution.precinctsAcross; ++across, ++precinct) {
+                const uint32_t x =
+                    MeetingPoint(resolution.rect.x0, tile.rect.x0, across, resolution.log2PrecinctWidth,
+                                 shift, image.components[c].stepX);
+                places.push_back({y << 32 | x, precinct, static_cast<uint16_t>(c), static_cast<uint16_t>(r)});
             }
         }
-    }
-    // Equal keys keep the order of their numbers.
-    std::stable_sort(list.begin(), list.end(),
-                     [](const SortedPlace& a, const SortedPlace& b) { return a.key < b.key; });
-    J2kPacketOrder order;
-    order.places.reserve(list.size());
-    for (size_t i = 0; i < list.size(); ++i) {
-        order.places.push_back(list[i].place);
-        const bool last = i + 1 == list.size();
-        const bool groupEnds = progression.order == 0   ? last
-                               : progression.order == 1 ? last || list[i + 1].key[0] != list[i].key[0]
-                                                        : true;
-        if (groupEnds) order.ends.push_back(i + 1);
-    }
-    return order;
+    });
+    if (byPosition) SortByPosition(progression.order, &places);
+    return places;
 }
 }  // namespace talv

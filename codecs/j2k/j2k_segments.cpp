@@ -100,14 +100,14 @@ bool J2kCodestream::StoreCodingStyle(J2kBytes payload, int32_t tile, bool ofComp
 {
     FieldReader fields(payload);
     const uint32_t component = ofComponent ? fields.Number(ComponentFieldSize()) : 0;
-    if (ofComponent && component >= componentCount_)
-        return fields.Good();  // of a component that is not there
+    if (ofComponent && component >= componentCount_) return false;
     const int32_t c = ofComponent ? static_cast<int32_t>(component) : -1;
     bool stored = true;
     const auto set = [&](J2kName name, uint32_t index, int64_t value) {
         stored = parameters_.Set(name, tile, c, index, value) && stored;
     };
     const uint32_t style = fields.Number(1);
+    if (style > 7) return false;  // reserved bits
     set(J2kName::Scod_Precincts, 0, style & 1);
     if (!ofComponent) {
         set(J2kName::Scod_SOP, 0, style >> 1 & 1);
@@ -136,7 +136,7 @@ bool J2kCodestream::StoreQuantization(J2kBytes payload, int32_t tile, bool ofCom
 {
     FieldReader fields(payload);
     const uint32_t component = ofComponent ? fields.Number(ComponentFieldSize()) : 0;
-    if (ofComponent && component >= componentCount_) return fields.Good();
+    if (ofComponent && component >= componentCount_) return false;
     const int32_t c = ofComponent ? static_cast<int32_t>(component) : -1;
     bool stored = true;
     const auto set = [&](J2kName name, uint32_t index, int64_t value) {
@@ -161,9 +161,8 @@ bool J2kCodestream::StoreRegion(J2kBytes payload, int32_t tile)
     const uint32_t component = fields.Number(ComponentFieldSize());
     const uint32_t style = fields.Number(1);
     const uint32_t shift = fields.Number(1);
-    if (!fields.Good() || style != 0) return false;
-    return component >= componentCount_ ||
-           parameters_.Set(J2kName::Srgn_Shift, tile, static_cast<int32_t>(component), 0, shift);
+    if (!fields.Good() || style != 0 || component >= componentCount_) return false;
+    return parameters_.Set(J2kName::Srgn_Shift, tile, static_cast<int32_t>(component), 0, shift);
 }
 
 // An entry is six values: first resolution, first component, layer end, resolution end, component end, order.
@@ -171,7 +170,7 @@ bool J2kCodestream::StoreProgression(J2kBytes payload, int32_t tile)
 {
     FieldReader fields(payload);
     const size_t width = ComponentFieldSize();
-    uint32_t index = parameters_.CountValues(J2kName::LPOC_O, tile, -1);
+    uint32_t& index = progressionValues_[tile];  // a further segment goes on behind the one before
     while (fields.Left() >= 5 + 2 * width) {
         const size_t widths[6] = {1, width, 2, 1, width, 1};
         for (int i = 0; i < 6; ++i) {

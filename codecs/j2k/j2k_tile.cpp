@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "codecs/j2k/j2k_blocks.h"
+#include "codecs/j2k/j2k_packets.h"
 #include "codecs/j2k/j2k_status.h"
 
 namespace talv {
@@ -11,27 +12,26 @@ namespace {
 // Scaling step of the 9/7 reconstruction (T.800 F.3.8.2), folded into the quantisation steps.
 constexpr double kScaleK = 1.230174104914001;
 
-/// Reads the parameters that hold for one tile-component.
+/// Reads the parameters that hold for one tile-component. The fields of a marker segment belong together, so
+/// the segment that holds is looked for once: the one of coding style and the one of quantisation.
 class StyleReader
 {
   public:
     StyleReader(const J2kParameterStore& store, uint32_t tile, uint32_t component)
         : store_(store), tile_(static_cast<int32_t>(tile)), component_(static_cast<int32_t>(component))
-    {}
-
-    int64_t Value(J2kName name, uint32_t index, int64_t otherwise) const
     {
-        return store_.Get(name, tile_, component_, index, otherwise);
+        coding_ = FindOwner(J2kName::SPcod_DecompLevels);
+        quantization_ = FindOwner(J2kName::Sqcd_S);
     }
 
     bool Read(J2kCodingStyle* style) const
     {
-        const int64_t levels = Value(J2kName::SPcod_DecompLevels, 0, -1);
-        const int64_t blockX = Value(J2kName::SPcod_XYBlock, 0, -1) + 2;
-        const int64_t blockY = Value(J2kName::SPcod_XYBlock, 1, -1) + 2;
-        const int64_t modes = Value(J2kName::SPcod_ACModes, 0, -1);
-        const int64_t wavelet = Value(J2kName::SPcod_Wavelet, 0, -1);
-        const int64_t shift = Value(J2kName::Srgn_Shift, 0, 0);
+        const int64_t levels = Coding(J2kName::SPcod_DecompLevels, 0);
+        const int64_t blockX = Coding(J2kName::SPcod_XYBlock, 0) + 2;
+        const int64_t blockY = Coding(J2kName::SPcod_XYBlock, 1) + 2;
+        const int64_t modes = Coding(J2kName::SPcod_ACModes, 0);
+        const int64_t wavelet = Coding(J2kName::SPcod_Wavelet, 0);
+        const int64_t shift = store_.Get(J2kName::Srgn_Shift, tile_, component_, 0, 0);
         if (levels < 0 || levels > 32 || blockX < 2 || blockX > 10 || blockY < 2 || blockY > 10) return false;
         if (blockX + blockY > 12 || modes < 0 || modes > 0x3F || wavelet < 0 || wavelet > 1) return false;
         if (shift > kMaxBlockPlanes - 1) return false;
@@ -40,26 +40,30 @@ class StyleReader
         style->log2BlockHeight = static_cast<int>(blockY);
         style->blockStyle = static_cast<uint8_t>(modes);
         style->reversible = wavelet == 1;
-        style->guardBits = static_cast<int>(Value(J2kName::Sqcd_G, 0, 0));
+        style->guardBits = static_cast<int>(Quantization(J2kName::Sqcd_G, 0));
         style->regionShift = static_cast<int>(shift);
         return true;
+    }
+
+    /// Log2 of a precinct's width in the low half byte, of its height in the high one; -1 when it is missing.
+    int64_t Precinct(int resolution) const
+    {
+        if (Coding(J2kName::Scod_Precincts, 0) == 0) return 0xFF;
+        return Coding(J2kName::SPcod_Precincts, static_cast<uint32_t>(resolution));
     }
 
     /// Exponent and mantissa of a band's step (T.800 E.1.1); false when the segment names none.
     bool ReadStep(uint32_t bandIndex, int resolution, int* exponent, int* mantissa) const
     {
-        const int64_t kind = Value(J2kName::Sqcd_S, 0, -1);
-        *mantissa = 0;
+        const int64_t kind = Quantization(J2kName::Sqcd_S, 0);
+        const uint32_t index = kind == 1 ? 0 : bandIndex;
+        if (kind < 0 || kind > 2 || index >= Quantization(J2kName::Sqcd_D, 1)) return false;
         if (kind == 0) {
-            const int64_t value = Value(J2kName::Sqcd_R, bandIndex, -1);
-            if (value < 0 || bandIndex >= Value(J2kName::Sqcd_D, 1, 0)) return false;
-            *exponent = static_cast<int>(value >> 3);
+            *exponent = static_cast<int>(Quantization(J2kName::Sqcd_R, index) >> 3);
+            *mantissa = 0;
             return true;
         }
-        if (kind != 1 && kind != 2) return false;
-        const uint32_t index = kind == 1 ? 0 : bandIndex;
-        const int64_t value = Value(J2kName::Sqcd_SS, index, -1);
-        if (value < 0 || index >= Value(J2kName::Sqcd_D, 1, 0)) return false;
+        const int64_t value = Quantization(J2kName::Sqcd_SS, index);
         *exponent = static_cast<int>(value >> 11);
         // One derived step serves all bands: each level up takes one from the exponent (equation E-5).
         if (kind == 1) *exponent -= std::max(0, resolution - 1);
@@ -68,8 +72,31 @@ class StyleReader
     }
 
   private:
+    struct Owner
+    {
+        int32_t tile, component;
+    };
+
+    Owner FindOwner(J2kName name) const
+    {
+        for (int32_t tile : {tile_, -1}) {
+            if (store_.FindExact(name, tile, component_, 0) != nullptr) return {tile, component_};
+            if (store_.FindExact(name, tile, -1, 0) != nullptr) return {tile, -1};
+        }
+        return {-1, -1};
+    }
+
+    int64_t Coding(J2kName name, uint32_t index) const { return Exact(coding_, name, index); }
+    int64_t Quantization(J2kName name, uint32_t index) const { return Exact(quantization_, name, index); }
+    int64_t Exact(Owner owner, J2kName name, uint32_t index) const
+    {
+        const int64_t* value = store_.FindExact(name, owner.tile, owner.component, index);
+        return value != nullptr ? *value : -1;
+    }
+
     const J2kParameterStore& store_;
     int32_t tile_, component_;
+    Owner coding_, quantization_;
 };
 
 J2kRect BandRect(const J2kRect& component, int level, int orientation)
@@ -101,9 +128,7 @@ bool SetUpResolution(const StyleReader& reader, int r, J2kTileComponent* compone
     J2kResolution& resolution = component->resolutions[static_cast<size_t>(r)];
     const int levels = component->style.levels;
     resolution.rect = BandRect(component->rect, levels - r, 0);
-    int64_t precinct = 0xFF;
-    if (reader.Value(J2kName::Scod_Precincts, 0, 0) != 0)
-        precinct = reader.Value(J2kName::SPcod_Precincts, static_cast<uint32_t>(r), -1);
+    const int64_t precinct = reader.Precinct(r);
     if (precinct < 0) return false;
     resolution.log2PrecinctWidth = static_cast<int>(precinct & 15);
     resolution.log2PrecinctHeight = static_cast<int>(precinct >> 4);
@@ -182,8 +207,9 @@ int32_t SetUpComponent(const J2kCodestream& stream, uint32_t index, uint32_t c, 
     for (int r = 0; r <= levels; ++r) {
         if (!SetUpBands(reader, r, info.precision, &component)) return kJ2kBrokenHeader;
     }
-    // The room beside a precinct is for its place in a sorted progression, which sorting holds twice.
-    if (!tile->TakeMemory(precincts * (sizeof(J2kPrecinct) + 160)) || !tile->budget->TakeWork(precincts / 4))
+    // The room beside a precinct is for its place in a progression.
+    if (!tile->TakeMemory(precincts * (sizeof(J2kPrecinct) + sizeof(J2kPacketPlace))) ||
+        !tile->budget->TakeWork(precincts / 4))
         return kCodecNoMemory;
     component.precincts.resize(static_cast<size_t>(precincts));
     for (int r = 0; r <= levels; ++r) {

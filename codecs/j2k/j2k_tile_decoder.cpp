@@ -46,10 +46,11 @@ void GatherSegments(const std::vector<J2kChunk>& chunks, const BlockWork& work, 
         if (chunk.startsSegment || thread->segments.empty()) {
             if (!thread->segments.empty()) close();
             thread->joined.push_back(0);
-            thread->segments.push_back({thread->joined.data() + thread->joined.size(), 0, 0});
+            thread->segments.push_back({thread->joined.data() + thread->joined.size(), 0, 0, 0});
         }
         J2kBlockSegment& segment = thread->segments.back();
         segment.passes += chunk.passes;
+        if (!chunk.cut) segment.wholePasses = segment.passes;
         segment.size += chunk.size;
         thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
     }
@@ -122,13 +123,14 @@ class TileDecoder
         if (planes <= 0) return kCodecOk;
         for (uint32_t i = work.block->firstChunk; i != 0; i = tile_.chunks[i - 1].next)
             work.bytes += tile_.chunks[i - 1].size;
-        if (!tile_.budget->TakeWork(work.block->passes)) return kCodecNoMemory;
+        // A pass over 64 coefficients costs about what storing and transforming one does.
+        const uint64_t samples = uint64_t{work.block->width} * work.block->height;
+        if (!tile_.budget->TakeWork(work.block->passes * (samples / 64 + 1))) return kCodecNoMemory;
         if (blocks_.size() == blocks_.capacity() &&
             !tile_.TakeMemory(2 * sizeof(BlockWork) * std::max<size_t>(blocks_.capacity(), 64)))
             return kCodecNoMemory;
         blocks_.push_back(work);
-        covered_[static_cast<size_t>(work.component - tile_.components.data())] +=
-            uint64_t{work.block->width} * work.block->height;
+        covered_[static_cast<size_t>(work.component - tile_.components.data())] += samples;
         return kCodecOk;
     }
 
@@ -139,7 +141,7 @@ class TileDecoder
             const auto width = static_cast<uint64_t>(component.rect.Width());
             const auto height = static_cast<uint64_t>(component.rect.Height());
             // Whole cache lines, but not rows that all fall onto the same few lines of the cache.
-            uint64_t stride = (width + 15) & ~uint64_t{15};
+            uint64_t stride = width < 128 ? width : (width + 15) & ~uint64_t{15};
             if (stride >= 512 && stride % 256 == 0) stride += 16;
             if (height > UINT64_MAX / 64 / stride) return kCodecNoMemory;
             const uint64_t bytes = stride * height * 4;
@@ -211,6 +213,7 @@ int32_t DecodeJ2kTile(const J2kCodestream& stream, uint32_t index, const std::ve
     if (int32_t status = SetUpJ2kTile(stream, index, &tile); status < 0) return status;
     J2kPacketReader(&tile, parts).ReadAll(stream.Image());
     *packets = tile.packetsRead;
+    if (!ShowsJ2kTile(stream.Image(), tile, destination)) return kCodecOk;
     TileDecoder decoder(tile, workers);
     if (int32_t status = decoder.Decode(); status < 0) return status;
     WriteJ2kTile(stream.Image(), tile, destination, workers);

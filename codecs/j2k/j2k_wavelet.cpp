@@ -70,9 +70,8 @@ class Band
 {
   public:
     using T = typename Kind::Sample;
-    static constexpr size_t kScratchRows = 2 * Kind::kSteps + 1;
 
-    /// `scratch` holds `kScratchRows` rows of `rowSize` elements.
+    /// `scratch` holds the rows of `ScratchRows`, `rowSize` elements each.
     Band(const Level<T>& level, int64_t from, int64_t to, T* scratch, size_t rowSize)
         : level_(level),
           from_(from),
@@ -80,13 +79,15 @@ class Band
           rowSize_(rowSize),
           first_(std::max<int64_t>(0, from - Kind::kSteps)),
           end_(std::min(level.height, to + Kind::kSteps)),
-          above_(scratch),
-          below_(scratch + Kind::kSteps * rowSize_),
-          spare_(below_ + Kind::kSteps * rowSize_)
+          spare_(scratch),
+          above_(spare_ + rowSize_),
+          below_(above_ + static_cast<size_t>(from_ - first_) * rowSize_)
     {
         for (int64_t y = first_; y < from_; ++y) std::copy_n(level_.Row(y), level_.width, Row(y));
         for (int64_t y = to_; y < end_; ++y) std::copy_n(level_.Row(y), level_.width, Row(y));
     }
+
+    T* ScratchEnd() const { return below_ + static_cast<size_t>(end_ - to_) * rowSize_; }
 
     /// Rebuilds the rows horizontally one after the other and runs the vertical lifting steps close behind,
     /// so that a row is touched by all of them while it is near. Step s works on the even rows when s is
@@ -129,10 +130,26 @@ class Band
     int64_t from_, to_;  ///< the band's own rows
     size_t rowSize_;
     int64_t first_, end_;  ///< with those it depends on
+    T* spare_;
     T* above_;
     T* below_;
-    T* spare_;
 };
+
+/// Bands that a level of that size is shared in.
+template <class T>
+int64_t BandCount(const Level<T>& level, unsigned threads)
+{
+    if (level.width * level.height < kSharedLevel) return 1;
+    return std::clamp<int64_t>(level.height / kSmallestBand, 1, threads);
+}
+
+/// Rows of memory that so many bands of a level work with: one each to rebuild rows in, and copies of the
+/// rows that neighbours depend on.
+template <class Kind>
+constexpr size_t ScratchRows(int64_t bands)
+{
+    return static_cast<size_t>(bands + (bands - 1) * 2 * Kind::kSteps);
+}
 
 template <class T>
 Level<T> LevelOf(const J2kTileComponent& component, int r, T* coefficients)
@@ -159,11 +176,16 @@ struct Scratch
 Scratch MakeScratch(const std::vector<J2kTileComponent>& components, unsigned threads)
 {
     int64_t widest = 0;
-    for (const J2kTileComponent& component : components) widest = std::max(widest, component.rect.Width());
+    size_t rows = 0;
+    for (const J2kTileComponent& component : components) {
+        if (component.rect.Empty() || component.style.levels == 0) continue;
+        widest = std::max(widest, component.rect.Width());
+        rows += ScratchRows<Real>(
+            BandCount(LevelOf(component, component.style.levels, component.realCoefficients), threads));
+    }
     // Room beside a row for what a kernel reads ahead, and rows on different cache lines.
     const size_t rowSize = (static_cast<size_t>(widest) + 47) & ~size_t{15};
-    Scratch scratch{TakeJ2kMemory(components.size() * threads * Band<Real>::kScratchRows * rowSize * 4),
-                    rowSize};
+    Scratch scratch{TakeJ2kMemory(rows * rowSize * 4), rowSize};
     if (scratch.memory == nullptr) throw std::bad_alloc();
     return scratch;
 }
@@ -174,35 +196,29 @@ void ReconstructLevel(const std::vector<J2kTileComponent>& components, bool reve
                       const Scratch& scratch, CodecWorkers& workers)
 {
     using T = typename Kind::Sample;
-    struct Part
-    {
-        Level<T> level;
-        int64_t from, to;
-    };
-    std::vector<Part> parts;
+    std::vector<Band<Kind>> bands;
+    T* memory = static_cast<T*>(scratch.memory.get());
+    bool shared = false;
     for (const J2kTileComponent& component : components) {
         if (component.rect.Empty() || component.style.reversible != reversible ||
             r > component.style.levels || component.resolutions[static_cast<size_t>(r)].rect.Empty())
             continue;
         const Level<T> level = LevelOf(component, r, Kind::Coefficients(component));
-        const int64_t most = level.width * level.height < kSharedLevel ? 1 : workers.Count();
-        const int64_t bands = std::clamp<int64_t>(level.height / kSmallestBand, 1, most);
-        for (int64_t i = 0; i < bands; ++i)
-            parts.push_back({level, level.height * i / bands, level.height * (i + 1) / bands});
-    }
-    if (parts.empty()) return;
-    std::vector<Band<Kind>> bands;
-    bands.reserve(parts.size());
-    T* memory = static_cast<T*>(scratch.memory.get());
-    for (const Part& part : parts) {
-        bands.emplace_back(part.level, part.from, part.to, memory, scratch.rowSize);
-        memory += Band<Kind>::kScratchRows * scratch.rowSize;
+        const int64_t count = BandCount(level, workers.Count());
+        shared = shared || level.width * level.height >= kSharedLevel;
+        T* next = memory;
+        for (int64_t i = 0; i < count; ++i) {
+            bands.emplace_back(level, level.height * i / count, level.height * (i + 1) / count, next,
+                               scratch.rowSize);
+            next = bands.back().ScratchEnd();
+        }
+        memory = next;
     }
     const auto reconstruct = [&](size_t i, unsigned) { bands[i].Reconstruct(); };
-    if (parts[0].level.width * parts[0].level.height < kSharedLevel) {
-        for (size_t i = 0; i < bands.size(); ++i) reconstruct(i, 0);
-    } else {
+    if (shared) {
         workers.Run(bands.size(), reconstruct);
+    } else {
+        for (size_t i = 0; i < bands.size(); ++i) reconstruct(i, 0);
     }
 }
 }  // namespace

@@ -166,6 +166,7 @@ int32_t ReadCmpHeader(JpegDecoder* d)
         d->densityX = Le16(p + 7);
         d->densityY = Le16(p + 9);
     }
+    if (at == d->length) return kCodecUnsupported;
     RevertPayload(d, payload);
     d->position = at;
     if (d->process == Process::progressive) {

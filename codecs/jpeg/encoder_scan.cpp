@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <numbers>
 
@@ -13,17 +14,21 @@ class BitWriter
   public:
     explicit BitWriter(std::vector<uint8_t>* out) : out_(out) {}
 
+    /// The low `count` bits of `value`, 0 to 16; no other bits may be set.
     void Put(uint32_t value, int count)
     {
-        for (int i = count - 1; i >= 0; --i) {
-            byte_ = byte_ << 1 | (value >> i & 1);
-            if (++used_ == 8) Flush();
+        bits_ = bits_ << count | value;
+        for (used_ += count; used_ >= 8;) {
+            used_ -= 8;
+            const auto byte = static_cast<uint8_t>(bits_ >> used_);
+            out_->push_back(byte);
+            if (byte == 0xFF) out_->push_back(0);
         }
     }
     /// Fills the last byte up with ones (T.81 F.1.2.3).
     void Pad()
     {
-        while (used_ != 0) Put(1, 1);
+        if (used_ != 0) Put(0xFFu >> used_, 8 - used_);
     }
     void RestartMarker(int number)
     {
@@ -33,24 +38,14 @@ class BitWriter
     }
 
   private:
-    void Flush()
-    {
-        out_->push_back(static_cast<uint8_t>(byte_));
-        if ((byte_ & 0xFF) == 0xFF) out_->push_back(0);
-        byte_ = 0;
-        used_ = 0;
-    }
-
     std::vector<uint8_t>* out_;
-    uint32_t byte_ = 0;
+    uint32_t bits_ = 0;  ///< the last bits put in; of them `used_` wait to fill a byte
     int used_ = 0;
 };
 
 int Category(int value)
 {
-    int bits = 0;
-    for (int magnitude = std::abs(value); magnitude != 0; magnitude >>= 1) ++bits;
-    return bits;
+    return static_cast<int>(std::bit_width(static_cast<uint32_t>(std::abs(value))));
 }
 
 uint32_t ExtraBits(int value, int category)

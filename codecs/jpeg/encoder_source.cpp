@@ -11,11 +11,6 @@ struct Pixel
     int a = 0, b = 0, c = 0, d = 0;  // red, green, blue and the fourth byte; or Y, Cb, Cr
 };
 
-bool IsPacked422(const BitmapHeader& h)
-{
-    return h.compression == kCompressionYuy2 || h.compression == kCompressionUyvy;
-}
-
 Pixel ReadPixel(const uint8_t* row, int x, const BitmapHeader& header)
 {
     if (IsPacked422(header)) {
@@ -74,9 +69,9 @@ void ConvertPixel(const Pixel& p, const BitmapHeader& header, int mode, int valu
             values[0] = rgb.c;
             break;
         case 7:  // stored order
-            values[0] = p.c;
-            values[1] = p.b;
-            values[2] = p.a;
+            values[0] = rgb.c;
+            values[1] = rgb.b;
+            values[2] = rgb.a;
             values[3] = p.d;
             break;
         case 12:
@@ -115,6 +110,7 @@ void FillField(const RowTable& rows, const BitmapHeader& header, int mode, int f
         maxV = std::max(maxV, p.v);
     }
     const int unit = picture->lossless ? 1 : 8;
+    const int dropped = header.bitsPerPixel == 12 && picture->precision == 8 ? 4 : 0;
     const int width = picture->mcusAcross * maxH * unit;
     const int height = picture->mcuRows * maxV * unit;
     std::vector<uint32_t> sums(planes.size() * static_cast<size_t>(width));
@@ -127,7 +123,9 @@ void FillField(const RowTable& rows, const BitmapHeader& header, int mode, int f
         const uint8_t* row = rows.At(std::min(y * picture->fields + field, rows.count - 1));
         for (int x = 0; x < width; ++x) {
             int values[4] = {};
-            ConvertPixel(ReadPixel(row, std::min(x, picture->width - 1), header), header, mode, values);
+            Pixel pixel = ReadPixel(row, std::min(x, picture->width - 1), header);
+            pixel.a >>= dropped;
+            ConvertPixel(pixel, header, mode, values);
             for (size_t i = 0; i < planes.size(); ++i)
                 sums[i * static_cast<size_t>(width) + static_cast<size_t>(x * planes[i].h / maxH)] +=
                     static_cast<uint32_t>(values[i]);

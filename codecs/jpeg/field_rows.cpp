@@ -14,6 +14,7 @@ RowTable EverySecondRow(const RowTable& rows, int first)
 /// none.
 bool DecodeContinuation(JpegDecoder* d, const RowTable& rows)
 {
+    if (d->neededMcuRows < d->mcuRows) return false;  // the reader is still within the first field
     const uint8_t* at = d->reader.next;
     while (d->End() - at >= 2 && at[0] == 0xFF && at[1] == 0xFF) ++at;
     if (d->End() - at < 2 || at[0] != 0xFF || at[1] < 0xD0 || at[1] > 0xD7 || d->stored) return false;
@@ -47,7 +48,6 @@ bool DecodeSecondImage(const JpegDecoder& first, const RowTable& rows)
     second->rawFrame = first.rawFrame;
     second->searchRange = first.searchRange;
     second->rowReset = first.rowReset;
-    second->sixteenBitOutput = first.sixteenBitOutput;
     second->bitsPerPixel = first.bitsPerPixel;
     second->level = first.level;
     second->threads = first.threads;

@@ -102,7 +102,6 @@ struct JpegDecoder
     size_t length = 0;
     std::unique_ptr<uint8_t[]> ownSource;  ///< CMP: the stream with its payload reverted
     const FormatTables* callerTables = nullptr;
-    bool sixteenBitOutput = false;
     bool rowReset = false;
     bool rawFrame = false;
     int32_t destinationRows = 0;  ///< rows the caller has room for

@@ -183,7 +183,8 @@ int32_t ReadMarkers(JpegDecoder* d)
         if (HasNoLength(marker)) continue;
         if (Left(*d) < 2) return kMarkersEnd;
         const size_t size = static_cast<size_t>(Byte(*d, 0)) << 8 | static_cast<size_t>(Byte(*d, 1));
-        if (size < 2 || size > Left(*d)) return kCodecUnsupported;
+        if (size < 2) return kCodecUnsupported;
+        if (size > Left(*d)) return kMarkersEnd;
         const uint8_t* payload = d->source + d->position + 2;
         d->position += size;
         const int32_t status = ReadSegment(d, marker, payload, static_cast<int64_t>(size) - 2);

@@ -21,13 +21,13 @@ uint32_t Le32(const uint8_t* p)
 /// The working precision, or 0 for one that is not decoded.
 int WorkingPrecision(int declared, Process process)
 {
-    if (process == Process::lossless) return declared >= 2 && declared <= 16 ? declared : 0;
+    if (declared < 2 || declared > 16) return 0;
+    if (process == Process::lossless) return declared;
     // Kept: a lossy stream of 13 to 16 bits is worked at 16 and then decoded as 8 bits, where a reader would
     // expect a refusal; every depth below 12 but 8 is worked at 12. Pinned by
     // JpegHeader.PrecisionsThatAreWorkedAtAnotherDepth.
     if (declared == 8) return 8;
-    if (declared <= 12) return 12;
-    return declared <= 16 ? 8 : 0;
+    return declared <= 12 ? 12 : 8;
 }
 
 bool ColourIsRgb(const JpegDecoder& d)
@@ -39,11 +39,11 @@ bool ColourIsRgb(const JpegDecoder& d)
 
 bool SpectralSelectionFits(const JpegDecoder& d, const ScanHeader& scan)
 {
-    if (d.process == Process::sequential) return true;
     if (d.process == Process::lossless)
         return scan.spectralFirst >= 1 && scan.spectralFirst <= 7 && scan.bitLow < d.precision;
     if (scan.spectralFirst > scan.spectralLast || scan.spectralLast > 63) return false;
     if (scan.bitHigh > 13 || scan.bitLow > 13) return false;
+    if (d.process == Process::sequential) return true;
     if (scan.bitHigh != 0 && scan.bitLow != scan.bitHigh - 1) return false;
     // DC and AC in scans of their own, AC of one component (T.81 G.1.1.1.1).
     return scan.spectralFirst == 0 ? scan.spectralLast == 0 : scan.count == 1;
@@ -203,9 +203,8 @@ void ReadJfifExtension(JpegDecoder* d, const uint8_t* p, int64_t size)
 void ReadMotionFrame(JpegDecoder* d, const uint8_t* p, int64_t size)
 {
     const int polarity = p[4] == '1' ? 1 : p[4] == '2' ? 2 : p[4];
-    if (polarity > 2) return;
     d->rawFrame = true;
-    d->polarity = static_cast<FieldPolarity>(polarity);
+    d->polarity = polarity > 2 ? FieldPolarity::none : static_cast<FieldPolarity>(polarity);
     if (size < 14) return;
     if (std::memcmp(p + 10, "96 A", 4) == 0) {
         d->fieldSize = d->fieldSizeUnpadded = d->polarity == FieldPolarity::first ? Le32(p + 6) : 0;

@@ -16,9 +16,6 @@ constexpr uint32_t kFirstFieldFlag = 1u << 31;
 enum StreamKind : int32_t
 {
     kDetect = 0,
-    kCmpKind = 5,
-    kCmpKind20 = 20,
-    kCmpKind165 = 165,
     kRawWithTables = -5,
     kRawWithTables20 = -20,
     kRawFrame = -10,
@@ -36,25 +33,17 @@ int32_t DetectKind(const LoadRequest& request)
     return kJpegKind;
 }
 
-bool IsCmp(int32_t kind)
-{
-    return kind == kCmpKind || kind == kCmpKind20 || kind == kCmpKind165;
-}
 bool IsRaw(int32_t kind)
 {
     return kind == kRawFrame || kind == kRawWithTables || kind == kRawWithTables20;
 }
 
-int32_t UseFormatTables(const LoadRequest& request, int32_t kind, JpegDecoder* d)
+int32_t UseFormatTables(const LoadRequest& request, JpegDecoder* d)
 {
-    if (kind == kRawFrame) {
-        d->rawFrame = true;
-        return 0;
-    }
-    if (kind != kRawWithTables && kind != kRawWithTables20) return 0;
+    d->rawFrame = IsRaw(request.format);
+    if (!d->rawFrame || request.format == kRawFrame) return 0;
     const auto* tables = static_cast<const FormatTables*>(request.formatTables);
     if (tables == nullptr || tables->size < sizeof(FormatTables)) return kCodecUnsupported;
-    d->rawFrame = true;
     d->callerTables = tables;
     if (tables->searchRange != 0) d->searchRange = static_cast<int32_t>(tables->searchRange);
     return 0;
@@ -70,16 +59,15 @@ RowTable DestinationRows(const LoadRequest& request)
     return {request.dest, stride, count};
 }
 
-/// Header, checks and geometry of a frame, for `rows` of the destination.
+/// The header, and whether the picture fits the destination.
 int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
 {
     d->level = request.level;
     d->threads = request.threads;
     d->kernels = SelectJpegKernels(d->level);
-    d->sixteenBitOutput = request.bitsPerPixel == 16;
     d->rowReset = (request.flags & kRowResetFlag) != 0;
     d->bitsPerPixel = request.bitsPerPixel;
-    const int32_t status = IsCmp(kind) ? ReadCmpHeader(d) : ReadHeader(d);
+    const int32_t status = IsCmpKind(kind) ? ReadCmpHeader(d) : ReadHeader(d);
     if (status < 0) return status;
     if (request.width < d->width) return kCodecTooNarrow;
     const bool wideGrey = request.bitsPerPixel == 16 && d->componentCount == 1;
@@ -92,15 +80,16 @@ int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
 int32_t LoadBuffer(const LoadRequest& request)
 {
     auto decoder = std::make_unique_for_overwrite<JpegDecoder>();
+    if (int32_t status = UseFormatTables(request, decoder.get()); status < 0) return status;
     if (request.source == nullptr) return IsRaw(request.format) ? kCodecNotReadable : kCodecNoReader;
     decoder->source = request.source;
     decoder->length = request.sourceLength;
     const int32_t kind = request.format == kDetect ? DetectKind(request) : request.format;
     if (kind == 0) return kCodecUnsupported;
-    if (int32_t status = UseFormatTables(request, kind, decoder.get()); status < 0) return status;
     if (int32_t status = OpenFrame(request, kind, decoder.get()); status < 0) return status;
     const RowTable rows = DestinationRows(request);
-    const bool fields = decoder->height <= (rows.count + 1) / 2;
+    // A stream that says it is a field is one however tall it is; what half the rows cannot hold is dropped.
+    const bool fields = decoder->polarity != FieldPolarity::none || decoder->height <= (rows.count + 1) / 2;
     if (fields) return DecodeFields(decoder.get(), rows, (request.flags & kFirstFieldFlag) != 0);
     decoder->rows = rows;
     decoder->destinationRows = rows.count;

@@ -45,31 +45,30 @@ struct Coding
     int restartInterval;
 };
 
-Coding ReadCoding(uint32_t word)
+Coding ReadCoding(const SaveRequest& r)
 {
-    return {static_cast<int>(word & 0xFF), static_cast<int>(word >> 8 & 0xFF), static_cast<int>(word >> 16)};
-}
-
-bool IsPacked(const BitmapHeader& h)
-{
-    return h.compression == kCompressionYuy2 || h.compression == kCompressionUyvy;
+    const int mode = static_cast<int>(r.coding >> 8 & 0xFF);
+    // CMP streams hold no red, green and blue: their nearest form has all colour differences.
+    return {static_cast<int>(r.coding & 0xFF), IsCmpKind(r.kind) && mode == 12 ? 1 : mode,
+            static_cast<int>(r.coding >> 16)};
 }
 
 int32_t CheckRequest(const SaveRequest& r)
 {
     const BitmapHeader& h = *r.header;
-    const int bits = IsPacked(h) ? 24 : h.bitsPerPixel;
+    if (h.size != sizeof h || (r.extras != nullptr && r.extras->size != sizeof(SaveExtras)))
+        return kCodecInvalidParameter;
+    const int bits = IsPacked422(h) ? 24 : h.bitsPerPixel;
     if (bits != 8 && bits != 12 && bits != 16 && bits != 24 && bits != 32) return kCodecBadDepth;
-    const bool cmp = r.kind == 5 || r.kind == 20 || r.kind == 165;
-    if (bits == 16 && (r.sixteenBitLimit != 0 || cmp)) return kCodecSixteenBits;
-    const int mode = ReadCoding(r.coding).colourMode;
-    if (mode > 12 || (mode == 7 && (bits != 32 || cmp)) || (mode == 12 && cmp)) return kCodecBadColourMode;
-    if (bits == 12 && cmp) return kCodecBadDepth;
-    if ((bits == 12 || bits == 16) && mode != 0 && mode != 11) return kCodecBadColourMode;
+    if (bits == 16 && (r.sixteenBitLimit != 0 || IsCmpKind(r.kind))) return kCodecSixteenBits;
+    const int mode = ReadCoding(r).colourMode;
+    if (mode > 12 || (mode == 7 && IsCmpKind(r.kind))) return kCodecBadColourMode;
     if (h.width < 1 || h.width > 65535 || h.height == 0 || h.height == INT32_MIN ||
         std::abs(h.height) > 65535)
         return kCodecInvalidParameter;
-    return 0;
+    // Four planes of words, filled up to whole MCUs.
+    const int64_t planeBytes = (h.width + int64_t{32}) * (std::abs(h.height) + int64_t{32}) * 2;
+    return planeBytes * kMaxComponents > PTRDIFF_MAX ? static_cast<int32_t>(kCodecNoMemory) : 0;
 }
 
 void AppendJfif(ByteString* out, const SaveExtras* extras)
@@ -133,6 +132,14 @@ void AppendApplicationSegments(ByteString* out, const SaveRequest& r, const Enco
     }
 }
 
+void AppendComment(ByteString* out, const SaveExtras* extras)
+{
+    if (extras == nullptr || extras->comment == nullptr) return;
+    const size_t length = std::min<size_t>(extras->commentLength, kMaxSegmentText);
+    BeginSegment(out, 0xFE, length);
+    Append(out, extras->comment, length);
+}
+
 void AppendHuffmanTable(ByteString* out, int kindAndSlot, const HuffmanCounts& counted)
 {
     BeginSegment(out, 0xC4, 17 + static_cast<size_t>(counted.symbolCount));
@@ -171,12 +178,16 @@ void AppendScanHeader(ByteString* out, const EncoderPicture& picture)
 }
 
 /// Restart interval of the stream: fields are apart by a restart marker, and whole rows or fields between
-/// markers.
+/// markers. The lossless process restarts at the start of a row only, so its interval is rounded up.
 int RestartInterval(const Coding& coding, const EncoderPicture& picture)
 {
-    if (picture.fields == 1) return coding.restartInterval;
-    const int64_t field = static_cast<int64_t>(picture.mcusAcross) * picture.mcuRows;
-    return field <= 65535 ? static_cast<int>(field) : picture.mcusAcross;
+    const int across = picture.mcusAcross;
+    if (picture.fields > 1) {
+        const int64_t field = static_cast<int64_t>(across) * picture.mcuRows;
+        return field <= 65535 ? static_cast<int>(field) : across;
+    }
+    if (!picture.lossless) return coding.restartInterval;
+    return std::min((coding.restartInterval + across - 1) / across, 65535 / across) * across;
 }
 
 void AppendRestartInterval(ByteString* out, int interval)
@@ -187,21 +198,17 @@ void AppendRestartInterval(ByteString* out, int interval)
 
 ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
 {
-    const Coding coding = ReadCoding(r.coding);
+    const Coding coding = ReadCoding(r);
     const size_t components = picture.planes[0].size();
     ByteString out = {0xFF, 0xD8};
     AppendApplicationSegments(&out, r, picture);
     const int interval = RestartInterval(coding, picture);
     if (interval != 0) AppendRestartInterval(&out, interval);
-    if (r.extras != nullptr && r.extras->comment != nullptr) {
-        const size_t length = std::min<size_t>(r.extras->commentLength, kMaxSegmentText);
-        BeginSegment(&out, 0xFE, length);
-        Append(&out, r.extras->comment, length);
-    }
     ByteString scan;
     if (picture.lossless) {
         HuffmanCounts table;
         EncodeLosslessScan(picture, interval, &table, &scan);
+        AppendComment(&out, r.extras);
         AppendFrameHeader(&out, picture);
         AppendHuffmanTable(&out, 0, table);
     } else {
@@ -212,6 +219,7 @@ ByteString WriteJpeg(const SaveRequest& r, const EncoderPicture& picture)
             for (uint16_t entry : tables->quant[slot]) payload.push_back(static_cast<uint8_t>(entry));
             AppendSegment(&out, 0xDB, payload);
         }
+        AppendComment(&out, r.extras);
         AppendFrameHeader(&out, picture);
         BeginSegment(&out, 0xC4, sizeof kStandardHuffmanTables);
         Append(&out, kStandardHuffmanTables, sizeof kStandardHuffmanTables);
@@ -232,7 +240,7 @@ void PutLe16(ByteString* out, size_t at, size_t value)
 /// A CMP stream; the extended header when restart intervals have to be told.
 ByteString WriteCmp(const SaveRequest& r, const EncoderPicture& picture)
 {
-    const Coding coding = ReadCoding(r.coding);
+    const Coding coding = ReadCoding(r);
     const bool grey = picture.planes[0].size() == 1;
     const bool extended = coding.restartInterval != 0;
     ByteString out(kCmpHeaderBytes + (extended ? kCmpExtensionBytes : 0), 0);
@@ -262,15 +270,13 @@ ByteString WriteCmp(const SaveRequest& r, const EncoderPicture& picture)
 int32_t SaveBuffer(const SaveRequest& r)
 {
     if (int32_t status = CheckRequest(r); status < 0) return status;
-    const bool cmp = r.kind == 5 || r.kind == 20 || r.kind == 165;
+    const bool cmp = IsCmpKind(r.kind);
+    const int bits = r.header->bitsPerPixel;
     EncoderPicture picture;
-    picture.precision = IsPacked(*r.header) ? 8
-                        : r.header->bitsPerPixel == 12 || r.header->bitsPerPixel == 16
-                            ? r.header->bitsPerPixel
-                            : 8;
+    picture.precision = (bits == 12 || bits == 16) && !IsPacked422(*r.header) && !cmp ? bits : 8;
     picture.lossless = picture.precision > 8 || ((r.options & kSaveLossless) != 0 && !cmp);
     picture.fields = (r.options & kSaveFields) != 0 && std::abs(r.header->height) > 1 ? 2 : 1;
-    FillPicture(r.source, *r.header, ReadCoding(r.coding).colourMode, &picture);
+    FillPicture(r.source, *r.header, ReadCoding(r).colourMode, &picture);
     const ByteString stream = cmp ? WriteCmp(r, picture) : WriteJpeg(r, picture);
     const uint32_t room = *r.outputSize;
     *r.outputSize = static_cast<uint32_t>(stream.size());

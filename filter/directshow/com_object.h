@@ -25,6 +25,8 @@ class ComObject
     virtual ~ComObject() = default;
     /// The pointer for `iid` without a reference, null when the object does not have it.
     virtual IUnknown* FindInterface(REFIID iid) = 0;
+    /// The last reference is gone: deletes the object, now or as soon as it can be spared.
+    virtual void End() { delete this; }
 
   private:
     class InnerUnknown final : public IUnknown
@@ -47,7 +49,7 @@ class ComObject
             const LONG left = InterlockedDecrement(&count_);
             if (left == 0) {
                 count_ = 1;  // what the destructor hands out and takes back must not destroy again
-                delete &object_;
+                object_.End();
             }
             return left;
         }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <atomic>
-
 #include "filter/directshow/output_pin.h"
 #include "filter/directshow/worker_thread.h"
 #include "filter/frame_timeline.h"
@@ -28,6 +26,9 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     /// Ends the worker and waits for it.
     void Deactivate();
     bool IsActive();
+    /// When it is the worker that drops the filter's last reference, from a call of downstream's: true, and the
+    /// worker deletes the filter once it is back from there.
+    bool LeaveEndToWorker();
 
     // IMediaSeeking
     STDMETHODIMP GetCapabilities(DWORD* out) override;
@@ -61,6 +62,7 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
     HRESULT DecideAllocator(IMemInputPin* input);
     HRESULT TryAllocator(IMemInputPin* input, IMemAllocator* allocator, ALLOCATOR_PROPERTIES wanted);
 
+    bool MarkRestart();
     void RestartStream();
     static void RunWorker(void* pin);
     void ObeyCommands();
@@ -75,6 +77,7 @@ class DicomOutputPin final : public OutputPin, public IMediaSeeking, public IQua
 
     Lock workerLock_;  ///< guards starting, telling and joining worker_; see DicomReaderFilter for the order
     WorkerThread worker_;
-    std::atomic<bool> restarting_{false};
+    bool endsFilter_ = false;  ///< worker only
+    bool restarting_ = false;  ///< from the change of the position to the end of its flush; seeking lock
 };
 }  // namespace talv

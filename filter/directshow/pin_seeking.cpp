@@ -146,16 +146,18 @@ STDMETHODIMP DicomOutputPin::SetPositions(LONGLONG* current, DWORD currentFlags,
     return Guarded([&]() -> HRESULT {
         int64_t currentValue = current != nullptr ? *current : 0, stopValue = stop != nullptr ? *stop : 0;
         SeekResult result;
+        bool restart = false;
         {
             const std::lock_guard guard(filter_.seekingLock);
             result = talv::SetPositions(&filter_.timeline, current != nullptr ? &currentValue : nullptr,
                                         currentFlags, stop != nullptr ? &stopValue : nullptr, stopFlags);
+            if (result == SeekResult::changed && ((currentFlags | stopFlags) & kSeekNoFlush) == 0)
+                restart = MarkRestart();
         }
         if (result == SeekResult::badPositioning) return E_INVALIDARG;
         if (current != nullptr) *current = currentValue;
         if (stop != nullptr) *stop = stopValue;
-        if (result == SeekResult::changed && ((currentFlags | stopFlags) & kSeekNoFlush) == 0)
-            RestartStream();
+        if (restart) RestartStream();
         return S_OK;
     });
 }
@@ -163,9 +165,14 @@ STDMETHODIMP DicomOutputPin::SetPositions(LONGLONG* current, DWORD currentFlags,
 STDMETHODIMP DicomOutputPin::SetRate(double rate)
 {
     return Guarded([&]() -> HRESULT {
-        const auto set = [&](FrameTimeline* timeline) { return talv::SetRate(timeline, rate); };
+        bool restart = false;
+        const auto set = [&](FrameTimeline* timeline) {
+            if (!talv::SetRate(timeline, rate)) return false;
+            restart = MarkRestart();
+            return true;
+        };
         if (!filter_.ChangeTimeline(set)) return E_INVALIDARG;
-        RestartStream();
+        if (restart) RestartStream();
         return S_OK;
     });
 }

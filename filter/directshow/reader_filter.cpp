@@ -23,6 +23,11 @@ DicomReaderFilter::~DicomReaderFilter()
     CommitSettings();
 }
 
+void DicomReaderFilter::End()
+{
+    if (!videoPin_.LeaveEndToWorker()) delete this;
+}
+
 IUnknown* DicomReaderFilter::FindInterface(REFIID iid)
 {
     if (iid == IID_IPersist || iid == IID_IMediaFilter || iid == IID_IBaseFilter)

@@ -41,6 +41,8 @@ class DicomReaderFilter final : public ComObject,
     TALV_FORWARD_UNKNOWN(Outer())
 
     FILTER_STATE State() const { return static_cast<FILTER_STATE>(state_.load(std::memory_order_acquire)); }
+    /// The video pin's worker, asked to by LeaveEndToWorker: deletes the filter as its last step.
+    void EndByWorker() { delete this; }
     /// The one pin that the filter shows.
     OutputPin& ExposedPin();
     /// Tells the graph about an event of the stream; calls the graph, so no lock may be held.
@@ -85,6 +87,7 @@ class DicomReaderFilter final : public ComObject,
   private:
     ~DicomReaderFilter() override;
     IUnknown* FindInterface(REFIID iid) override;
+    void End() override;
     HRESULT PauseLocked();
 
     Lock transitionLock_;

@@ -1,5 +1,6 @@
 // The streaming half of the video pin: its worker thread and the fill step.
 #include <mutex>
+#include <utility>
 
 #include "filter/directshow/dicom_output_pin.h"
 #include "filter/directshow/reader_filter.h"
@@ -60,43 +61,56 @@ void DicomOutputPin::Deactivate()
     EndWorker(&filter_.timeline);
 }
 
+bool DicomOutputPin::LeaveEndToWorker()
+{
+    if (!worker_.IsCurrent()) return false;
+    endsFilter_ = true;
+    Deactivate();
+    return true;
+}
+
 bool DicomOutputPin::IsActive()
 {
     const std::lock_guard guard(workerLock_);
     return worker_.Exists();
 }
 
-// Throws away what is under way and goes on from the timeline's new position. While one restart runs, others
-// only mark the timeline: its worker plans each sample anew, so the last request wins.
+// Call it with the seeking lock held, in one step with the change that the stream is to restart from: no
+// sample of the new position is planned before the flush is over, which would lose it. True when the caller
+// is to call RestartStream once the lock is free. While one restart runs, others only move the timeline, so
+// the last request wins.
+bool DicomOutputPin::MarkRestart()
+{
+    talv::RestartStream(&filter_.timeline);
+    if (worker_.IsCurrent()) return false;  // asked from downstream's Receive: the next sample is the new one
+    return !std::exchange(restarting_, true);
+}
+
+// Throws away what is under way and goes on from the timeline's new position.
 void DicomOutputPin::RestartStream()
 {
-    {
-        const std::lock_guard seeking(filter_.seekingLock);
-        talv::RestartStream(&filter_.timeline);
-    }
-    if (worker_.IsCurrent()) return;  // asked from downstream's Receive: the next sample is the new one
-    if (filter_.State() == State_Stopped || !IsActive()) return;
-    if (restarting_.exchange(true)) return;
-    const ComPointer<IPin> peer = Peer();
+    const bool active = IsActive();
+    const ComPointer<IPin> peer = active ? Peer() : ComPointer<IPin>();
     if (peer) peer->BeginFlush();
-    {
+    if (active) {
         const std::lock_guard guard(workerLock_);
         worker_.Send(WorkerCommand::stop);
     }
     if (peer) peer->EndFlush();
-    {
-        const std::lock_guard guard(workerLock_);
-        worker_.Send(WorkerCommand::pause);
-    }
-    restarting_.store(false);
+    // Another restart may begin as soon as the mark is gone; its stop comes after this pause.
+    const std::lock_guard guard(workerLock_);
+    filter_.ChangeTimeline([&](FrameTimeline*) { restarting_ = false; });
+    if (active) worker_.Send(WorkerCommand::pause);
 }
 
-void DicomOutputPin::RunWorker(void* pin)
+void DicomOutputPin::RunWorker(void* context)
 {
+    auto* pin = static_cast<DicomOutputPin*>(context);
     Guarded([&] {
-        static_cast<DicomOutputPin*>(pin)->ObeyCommands();
+        pin->ObeyCommands();
         return S_OK;
     });
+    if (pin->endsFilter_) pin->filter_.EndByWorker();
 }
 
 void DicomOutputPin::ObeyCommands()
@@ -107,7 +121,7 @@ void DicomOutputPin::ObeyCommands()
                 return;
             case WorkerCommand::pause: {
                 const HRESULT hr = Guarded([&] { return ProduceSamples(); });
-                if (FAILED(hr)) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
+                if (FAILED(hr) && !endsFilter_) filter_.NotifyGraph(EC_ERRORABORT, hr, 0);
                 break;
             }
             default:
@@ -119,9 +133,12 @@ void DicomOutputPin::ObeyCommands()
 // Until a command comes, the stream ends or downstream wants no more. An error ends the stream too.
 HRESULT DicomOutputPin::ProduceSamples()
 {
+    // Its own references: downstream may stop the filter from here, and another thread disconnect it then.
+    const ComPointer<IMemInputPin> input(input_);
+    const ComPointer<IMemAllocator> allocator(allocator_);
     while (!worker_.Pending()) {
         ComPointer<IMediaSample> sample;
-        if (FAILED(allocator_->GetBuffer(sample.Out(), nullptr, nullptr, 0)) || !sample) {
+        if (FAILED(allocator->GetBuffer(sample.Out(), nullptr, nullptr, 0)) || !sample) {
             worker_.Pending(1);  // flushing or decommitted: a command is on its way
             continue;
         }
@@ -129,7 +146,10 @@ HRESULT DicomOutputPin::ProduceSamples()
             const HRESULT changed = TakeFormatChange(sample.Get());
             return SUCCEEDED(changed) ? FillSample(sample.Get()) : changed;
         });
-        if (hr == E_ABORT) continue;  // a command came while the frame was decoded
+        if (hr == E_ABORT) {  // a command came while the frame was decoded, or is about to
+            worker_.Pending(1);
+            continue;
+        }
         if (hr != S_OK) {
             sample.Reset();
             if (const ComPointer<IPin> peer = Peer()) peer->EndOfStream();
@@ -138,8 +158,8 @@ HRESULT DicomOutputPin::ProduceSamples()
         // A graph may start this filter before the ones downstream (Wine's does). The sample then waits until
         // they are ready; a worker that ended here would leave the graph without a picture and without an
         // end.
-        hr = input_->Receive(sample.Get());
-        while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input_->Receive(sample.Get());
+        hr = input->Receive(sample.Get());
+        while (hr == VFW_E_WRONG_STATE && !worker_.Pending(2)) hr = input->Receive(sample.Get());
         if (hr != S_OK) return S_OK;
     }
     return S_OK;
@@ -156,7 +176,7 @@ HRESULT DicomOutputPin::TakeFormatChange(IMediaSample* sample)
     return hr;
 }
 
-// S_FALSE at the end of the stream; E_ABORT when a command makes the sample worthless.
+// S_FALSE at the end of the stream; E_ABORT when a command or a restart makes the sample worthless.
 HRESULT DicomOutputPin::FillSample(IMediaSample* sample)
 {
     if (filter_.source.isMpeg2Stream) return S_OK;
@@ -167,6 +187,7 @@ HRESULT DicomOutputPin::FillSample(IMediaSample* sample)
         if (worker_.Pending()) return E_ABORT;
         {
             const std::lock_guard guard(filter_.seekingLock);
+            if (restarting_) return E_ABORT;
             if (!PlanSample(&filter_.timeline, &plan)) return S_FALSE;
         }
         MediaSampleBuffer buffer(sample);

@@ -15,7 +15,10 @@ WorkerThread::WorkerThread()
 
 WorkerThread::~WorkerThread()
 {
-    Join();
+    if (IsCurrent())
+        CloseHandle(thread_);  // the worker ends its own object, as the last thing it does
+    else
+        Join();
     if (posted_ != nullptr) CloseHandle(posted_);
     if (taken_ != nullptr) CloseHandle(taken_);
 }
@@ -37,12 +40,19 @@ bool WorkerThread::Start(Body body, void* context)
 
 DWORD WINAPI WorkerThread::Run(void* self)
 {
-    const ServerUse keepsLibrary;
-    auto* worker = static_cast<WorkerThread*>(self);
-    // Downstream filters expect a streaming thread to be able to call components.
-    const HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    worker->body_(worker->context_);
-    if (SUCCEEDED(hr)) CoUninitialize();
+    // A library that may be unloaded must not go while the thread's last steps are in it.
+    HMODULE library = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&WorkerThread::Run),
+                       &library);
+    {
+        const ServerUse keepsLibrary;
+        auto* worker = static_cast<WorkerThread*>(self);
+        // Downstream filters expect a streaming thread to be able to call components.
+        const HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        worker->body_(worker->context_);  // may have deleted the worker
+        if (SUCCEEDED(hr)) CoUninitialize();
+    }
+    if (library != nullptr) FreeLibraryAndExitThread(library, 0);
     return 0;
 }
 

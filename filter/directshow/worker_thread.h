@@ -16,7 +16,8 @@ enum class WorkerCommand
 
 /// A thread with a slot for one command. Send waits until the worker has taken the command, that is, until it
 /// has left what it was doing. One thread at a time may call Start, Send and Join (the pin's worker lock sees
-/// to it); the worker calls Wait and Pending. While the thread runs the library is not unloaded.
+/// to it); the worker calls Wait and Pending. While the thread runs the library is not unloaded. The body may
+/// end by deleting the object.
 class WorkerThread
 {
   public:

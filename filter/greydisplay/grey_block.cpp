@@ -24,13 +24,15 @@ uint64_t GetU64(const uint8_t* bytes)
     return GetU32(bytes) | uint64_t{GetU32(bytes + 4)} << 32;
 }
 
-// The block's writer takes the 32 bits of a whole number as unsigned: -1024 arrives as 4294966272.0. Other
-// numbers, which no such block holds, become `otherwise`.
-int32_t WholeNumber(const uint8_t* bytes, int32_t otherwise)
+// The block's usual writer has whole numbers only and takes their 32 bits as unsigned: -1024 arrives as
+// 4294966272.0. Those of others may have fractions. What no rescale has becomes `otherwise`.
+double RescaleNumber(const uint8_t* bytes, double otherwise)
 {
+    constexpr double kSmallest = 1e-6;
     const auto number = std::bit_cast<double>(GetU64(bytes));
     if (!(number >= INT32_MIN && number <= UINT32_MAX)) return otherwise;
-    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(number)));
+    if (number > INT32_MAX) return number - (double{UINT32_MAX} + 1);
+    return number == 0 || std::abs(number) >= kSmallest ? number : otherwise;
 }
 
 void ReadPalette(const uint8_t* bytes, size_t count, std::vector<uint32_t>* palette)
@@ -63,8 +65,8 @@ bool ReadGreyBlock(const uint8_t* bytes, size_t size, GreyBlock* block)
     block->maxValue = Signed(bytes + kMinValue + 4);
     block->windowWidth = Signed(bytes + kWindow);
     block->windowCenter = Signed(bytes + kWindow + 4);
-    block->intercept = WholeNumber(bytes + kRescale, 0);
-    block->slope = WholeNumber(bytes + kRescale + 8, 1);
+    block->intercept = RescaleNumber(bytes + kRescale, 0);
+    block->slope = RescaleNumber(bytes + kRescale + 8, 1);
     ReadPalette(bytes + kPalette, colours, &block->palette);
     return true;
 }

@@ -15,8 +15,8 @@ struct GreyBlock
     int32_t lowBit = 0, highBit = 0;
     int32_t minValue = 0, maxValue = 0;
     int32_t windowWidth = 0, windowCenter = 0;
-    /// The modality rescale as far as the block holds it: whole numbers.
-    int32_t intercept = 0, slope = 1;
+    /// The modality rescale as far as the block holds it; a slope of 0 is one that the block's writer lost.
+    double intercept = 0, slope = 1;
     std::vector<uint32_t> palette;  ///< blue in the low byte, then green and red; empty or one entry a level
 
     size_t Stride() const { return ((static_cast<size_t>(width) * bits + 31) >> 3) & ~size_t{3}; }

@@ -4,6 +4,10 @@
 #include <cmath>
 
 namespace talv {
+namespace {
+constexpr int32_t kFramesToSee = 32;  // a look costs several times what showing the frame does
+}
+
 std::shared_ptr<const GreyTable> GreyDisplay::MakeTable(const GreyBlock& block, const FrameHints& hints,
                                                         const GreyScale& scale, const GreyWindow* own) const
 {
@@ -26,15 +30,24 @@ bool GreyDisplay::SetBlock(const uint8_t* bytes, size_t size)
     scale_ = scale;
     ownWindow_ = false;
     wantsFrame_ = true;
+    framesSeen_ = 0;
     return true;
 }
 
 void GreyDisplay::SeeFrame(const uint8_t* frame, size_t size)
 {
     if (!wantsFrame_ || size < block_->FrameBytes()) return;
-    const FrameHints hints = LookAtFrame(*block_, frame);
-    wantsFrame_ = false;
-    if (hints.isSigned == hints_.isSigned && hints.bytesSwapped == hints_.bytesSwapped) return;
+    bool settled = false;
+    const FrameHints hints = LookAtFrame(*block_, frame, &settled);
+    // The block's range, by which the sign is told, is that of the first frame.
+    const bool learns = framesSeen_ == 0 || hints.bytesSwapped;
+    if (learns && (hints.isSigned != hints_.isSigned || hints.bytesSwapped != hints_.bytesSwapped))
+        TakeHints(hints, frame);
+    wantsFrame_ = !settled && ++framesSeen_ < kFramesToSee;
+}
+
+void GreyDisplay::TakeHints(const FrameHints& hints, const uint8_t* frame)
+{
     GreyScale scale = ReadGreyScale(*block_, hints);
     if (hints.bytesSwapped && scale.windowFromRange) {
         uint32_t smallest = 0, largest = 0;

@@ -17,7 +17,7 @@ class GreyDisplay
     bool HasBlock() const { return block_ != nullptr; }
     const std::shared_ptr<const GreyBlock>& Block() const { return block_; }
 
-    /// A frame of the stream has yet to tell what the block leaves open.
+    /// A frame of the stream, one of the first, has yet to tell what the block leaves open.
     bool WantsFrame() const { return wantsFrame_; }
     /// Shorter frames than the block's are passed over.
     void SeeFrame(const uint8_t* frame, size_t size);
@@ -37,6 +37,7 @@ class GreyDisplay
   private:
     std::shared_ptr<const GreyTable> MakeTable(const GreyBlock& block, const FrameHints& hints,
                                                const GreyScale& scale, const GreyWindow* own) const;
+    void TakeHints(const FrameHints& hints, const uint8_t* frame);
 
     std::shared_ptr<const GreyBlock> block_;
     std::shared_ptr<const GreyTable> table_;
@@ -44,5 +45,6 @@ class GreyDisplay
     GreyScale scale_;
     GreyWindow window_;
     bool ownWindow_ = false, wantsFrame_ = false;
+    int32_t framesSeen_ = 0;  ///< of the stream, while it wants any
 };
 }  // namespace talv

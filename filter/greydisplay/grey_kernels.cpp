@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "raster/row_kernels.h"
+
 namespace talv {
 namespace {
 uint32_t Word(const uint8_t* bytes)
@@ -34,15 +36,38 @@ void LookUp(const uint8_t* words, uint8_t* pixels, size_t count, const uint32_t*
     }
     if (i < count) std::memcpy(pixels + 4 * i, entries + Word(words + 2 * i), 4);
 }
+
+/// What `kernel` makes of packed samples once they are words.
+template <auto kernel, class Look>
+void Unpacked(const uint8_t* packed, uint8_t* pixels, size_t count, Look look)
+{
+    uint8_t words[2 * kUnpackedSamples];
+    for (size_t i = 0; i < count; i += kUnpackedSamples) {
+        const size_t taken = std::min(kUnpackedSamples, count - i);
+        Unpack12(packed + i / 2 * 3, words, taken);
+        kernel(words, pixels + 4 * i, taken, look);
+    }
+}
 }  // namespace
 
-const GreyKernels kPlainGreyKernels = {&Ramp, &LookUp};
+const GreyKernels kPlainGreyKernels = {&Ramp, &Unpacked<&Ramp, const GreyRamp&>, &LookUp,
+                                       &Unpacked<&LookUp, const uint32_t*>};
+
+void Unpack12(const uint8_t* packed, uint8_t* words, size_t count)
+{
+    BestRowKernels().widen12(packed, words, count / 2);
+    if (count % 2 == 0) return;
+    // The last sample has no partner, and no third byte.
+    words[2 * count - 2] = packed[count / 2 * 3];
+    words[2 * count - 1] = packed[count / 2 * 3 + 1] & 15;
+}
 
 GreyKernels SelectGreyKernels(SimdLevel level)
 {
     GreyKernels kernels = kPlainGreyKernels;
     if (level >= SimdLevel::sse2) SelectSse2GreyKernels(&kernels);
     if (level >= SimdLevel::avx2) SelectAvx2GreyKernels(&kernels);
+    if (level >= SimdLevel::avx512) SelectAvx512GreyKernels(&kernels);
     return kernels;
 }
 

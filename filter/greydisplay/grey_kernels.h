@@ -17,14 +17,22 @@ struct GreyRamp
     float scale = 0, offset = 0;
 };
 
-/// From little-endian words to pixels of 4 bytes: blue, green, red, 0. No pointer needs any alignment; source
-/// and target do not overlap.
+/// From little-endian words, or from 12-bit samples packed two in three bytes (raster/row_kernels.h), to
+/// pixels of 4 bytes: blue, green, red, 0. No pointer needs any alignment; source and target do not overlap;
+/// nothing but the samples is read.
 struct GreyKernels
 {
     void (*ramp)(const uint8_t* words, uint8_t* pixels, size_t count, const GreyRamp& ramp);
+    void (*ramp12)(const uint8_t* packed, uint8_t* pixels, size_t count, const GreyRamp& ramp);
     /// `entries`: 65,536 pixels, one for every word.
     void (*lookUp)(const uint8_t* words, uint8_t* pixels, size_t count, const uint32_t* entries);
+    void (*lookUp12)(const uint8_t* packed, uint8_t* pixels, size_t count, const uint32_t* entries);
 };
+
+/// Samples that Unpack12 takes at a time.
+inline constexpr size_t kUnpackedSamples = 1024;
+/// The words of `count` packed samples, at most kUnpackedSamples, the first one at the start of a pair.
+void Unpack12(const uint8_t* packed, uint8_t* words, size_t count);
 
 /// The best kernels of the processor this runs on; chosen once per process.
 const GreyKernels& BestGreyKernels();
@@ -34,6 +42,7 @@ GreyKernels SelectGreyKernels(SimdLevel level);
 /// Overwrite the entries they improve; each lives in the file of its level.
 void SelectSse2GreyKernels(GreyKernels* kernels);
 void SelectAvx2GreyKernels(GreyKernels* kernels);
+void SelectAvx512GreyKernels(GreyKernels* kernels);
 
 /// The reference kernels, which the others also call for their last few pixels.
 extern const GreyKernels kPlainGreyKernels;

@@ -148,11 +148,13 @@ PlaneLook LookAtPlane(const GreyBlock& block, const uint8_t* frame, size_t byte)
 
 // Run-length frames of 16 bits arrive with their bytes changed over. In a picture the high bytes are smooth
 // and the low ones rough. The other way round, with a smooth byte that takes several values (it is not just
-// empty), the bytes have changed places.
-bool LooksSwapped(const GreyBlock& block, const uint8_t* frame)
+// empty), the bytes have changed places. Dark pictures, as at the start of a run, leave one byte empty.
+bool LooksSwapped(const GreyBlock& block, const uint8_t* frame, bool* settled)
 {
+    *settled = true;
     if (block.bits != 16 || block.highBit < 8 || block.lowBit > 7) return false;
     const PlaneLook low = LookAtPlane(block, frame, 0), high = LookAtPlane(block, frame, 1);
+    *settled = low.roughness > 0 && high.roughness > 0;
     return low.commonValues >= 3 && low.roughness > 0 && high.roughness > 4 * low.roughness;
 }
 
@@ -193,11 +195,11 @@ bool SignIsOpen(const GreyBlock& block)
     return block.minValue >= 0 && static_cast<uint32_t>(block.maxValue) < HalfRange(block);
 }
 
-FrameHints LookAtFrame(const GreyBlock& block, const uint8_t* frame)
+FrameHints LookAtFrame(const GreyBlock& block, const uint8_t* frame, bool* settled)
 {
     FrameHints hints;
     hints.isSigned = block.minValue < 0;
-    hints.bytesSwapped = LooksSwapped(block, frame);
+    hints.bytesSwapped = LooksSwapped(block, frame, settled);
     if (hints.bytesSwapped || !SignIsOpen(block)) return hints;
     // Values from 0 to below half the range lie in the upper half when they are signed.
     uint32_t smallest = 0, largest = 0;

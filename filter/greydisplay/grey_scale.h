@@ -42,8 +42,9 @@ GreyScale ReadGreyScale(const GreyBlock& block, const FrameHints& hints);
 /// True when the block leaves open whether values are signed: none that it names is negative, and all would
 /// do as either.
 bool SignIsOpen(const GreyBlock& block);
-/// Looks at a frame of at least block.FrameBytes() bytes.
-FrameHints LookAtFrame(const GreyBlock& block, const uint8_t* frame);
+/// Looks at a frame of at least block.FrameBytes() bytes. `settled` is false when it is so plain that it does
+/// not tell the order of the bytes; another one may.
+FrameHints LookAtFrame(const GreyBlock& block, const uint8_t* frame, bool* settled);
 /// The smallest and the largest stored value of a frame.
 void StoredRange(const GreyBlock& block, const FrameHints& hints, const uint8_t* frame, uint32_t* smallest,
                  uint32_t* largest);

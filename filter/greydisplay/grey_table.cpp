@@ -4,8 +4,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "raster/row_kernels.h"
-
 namespace talv {
 namespace {
 constexpr size_t kWords = 65536;
@@ -42,19 +40,6 @@ bool RampMakes(const GreyRamp& ramp, const std::vector<uint32_t>& entries)
         if (std::memcmp(pixels, entries.data() + first, sizeof(pixels)) != 0) return false;
     }
     return true;
-}
-
-// The row at `frame` as words: itself at 16 bits, `scratch` at 12.
-const uint8_t* WordsOfRow(const GreyBlock& block, const uint8_t* row, std::vector<uint8_t>* scratch)
-{
-    if (block.bits == 16) return row;
-    const auto width = static_cast<size_t>(block.width), pairs = width / 2;
-    BestRowKernels().widen12(row, scratch->data(), pairs);
-    if (width % 2 != 0) {
-        (*scratch)[4 * pairs] = row[3 * pairs];
-        (*scratch)[4 * pairs + 1] = row[3 * pairs + 1] & 15;
-    }
-    return scratch->data();
 }
 }  // namespace
 
@@ -104,22 +89,27 @@ void GreyTable::TryRamp(const GreyBlock& block, const GreyScale& scale, const Gr
     }
 }
 
+void GreyTable::Convert(uint32_t bits, const uint8_t* row, uint8_t* pixels, size_t count) const
+{
+    const GreyKernels& kernels = BestGreyKernels();
+    if (isRamp_)
+        (bits == 12 ? kernels.ramp12 : kernels.ramp)(row, pixels, count, ramp_);
+    else
+        (bits == 12 ? kernels.lookUp12 : kernels.lookUp)(row, pixels, count, entries_.data());
+}
+
 void ConvertGreyFrame(const GreyBlock& block, const GreyTable& table, const uint8_t* frame, size_t frameBytes,
-                      const RgbTarget& target, std::vector<uint8_t>* scratch)
+                      const RgbTarget& target)
 {
     const auto width = static_cast<size_t>(block.width), height = static_cast<size_t>(block.height);
     const size_t stride = block.Stride(), rowBytes = 4 * width;
-    const GreyKernels& kernels = BestGreyKernels();
-    if (block.bits == 12) scratch->resize(2 * width);
     for (size_t row = 0; row < height; ++row) {
         const size_t at = target.stride * (block.topDown == target.topDown ? row : height - 1 - row);
         if (at + rowBytes > target.bytes) continue;
-        if (stride * (row + 1) > frameBytes) {
+        if (stride * (row + 1) > frameBytes)
             std::memset(target.pixels + at, 0, rowBytes);
-            continue;
-        }
-        const uint8_t* words = WordsOfRow(block, frame + stride * row, scratch);
-        table.Convert(words, target.pixels + at, width, kernels);
+        else
+            table.Convert(block.bits, frame + stride * row, target.pixels + at, width);
     }
 }
 }  // namespace talv

@@ -9,7 +9,7 @@
 
 namespace talv {
 /// A pixel of RGB32 for each word that a frame can hold. Where a straight ramp gives the very same pixels,
-/// the ramp is used in place of the look-up: it is about twice as fast.
+/// the ramp is used in place of the look-up: it is the faster by half and more.
 class GreyTable
 {
   public:
@@ -18,13 +18,8 @@ class GreyTable
     static GreyTable FromWindow(const GreyBlock& block, const FrameHints& hints, const GreyScale& scale,
                                 const GreyWindow& window);
 
-    void Convert(const uint8_t* words, uint8_t* pixels, size_t count, const GreyKernels& kernels) const
-    {
-        if (isRamp_)
-            kernels.ramp(words, pixels, count, ramp_);
-        else
-            kernels.lookUp(words, pixels, count, entries_.data());
-    }
+    /// A row of `count` samples of 12 bits, packed, or of 16.
+    void Convert(uint32_t bits, const uint8_t* row, uint8_t* pixels, size_t count) const;
     bool IsRamp() const { return isRamp_; }
     uint32_t PixelOf(uint16_t word) const { return entries_[word]; }
 
@@ -46,7 +41,7 @@ struct RgbTarget
 };
 
 /// Converts the frame into `target`. Rows that the frame lacks become black; rows that the target has no room
-/// for are left out. The bytes between rows stay as they are. `scratch` is kept from frame to frame.
+/// for are left out. The bytes between rows stay as they are.
 void ConvertGreyFrame(const GreyBlock& block, const GreyTable& table, const uint8_t* frame, size_t frameBytes,
-                      const RgbTarget& target, std::vector<uint8_t>* scratch);
+                      const RgbTarget& target);
 }  // namespace talv

@@ -155,7 +155,8 @@ TEST(J2kBlocks, VariantsAgreeOnSegmentsOfAnyBytes)
             const size_t size = random() % 700;
             segment = Padded(RandomBytes(random, size, random() % 3));
             const int passes = std::min(PassesInSegment(job.style, pass), 12);
-            segments.push_back({segment.data() + 1, size, passes});
+            const int whole = passes - static_cast<int>(random() % 4 == 0);
+            segments.push_back({segment.data() + 1, size, passes, whole});
             pass += passes;
         }
         plain.Reserve(job.width, job.height);

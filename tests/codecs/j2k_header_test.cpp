@@ -135,7 +135,7 @@ TEST(J2kHeader, EntryPointChecksItsArguments)
     uint8_t bytes[4] = {};
     J2KFrameDescriptor descriptor{};
     EXPECT_EQ(fltJ2KDecompressFrame(bytes, bytes, nullptr), kCodecInvalidParameter);
-    EXPECT_EQ(fltJ2KDecompressFrame(bytes, bytes, &descriptor), kCodecInvalidParameter);
+    EXPECT_EQ(fltJ2KDecompressFrame(bytes, bytes, &descriptor), kCodecWrongStructSize);
     descriptor.size = 60;
     descriptor.width = descriptor.height = 1;
     EXPECT_EQ(fltJ2KDecompressFrame(nullptr, bytes, &descriptor), kCodecInvalidParameter);

@@ -17,6 +17,7 @@ struct LosslessCoding
     int predictor;
     int transform = 0;
     int restartRows = 0;
+    int restartExtra = 0;  ///< MCUs of an interval beyond its whole rows
     std::vector<int> factors = {0x11};
     bool interleaved = true;
     bool shortZeros = false;  ///< a code of one bit for the difference 0, else all of five
@@ -95,15 +96,17 @@ ByteVector WriteScan(const LosslessCoding& coding, const std::vector<Plane>& pla
     BitString bits;
     bool reset = true;
     int resetRow = 0;
+    const int interval = coding.restartRows * across + coding.restartExtra;
     for (int row = 0; row < down; ++row) {
-        if (coding.restartRows != 0 && row > 0 && row % coding.restartRows == 0) {
-            bits.Pad();
-            bits.bytes.push_back(0xFF);
-            bits.bytes.push_back(static_cast<uint8_t>(0xD0 + (row / coding.restartRows - 1) % 8));
-            reset = true;
-            resetRow = row;
-        }
         for (int mcu = 0; mcu < across; ++mcu) {
+            const int unit = row * across + mcu;
+            if (interval != 0 && unit > 0 && unit % interval == 0) {
+                bits.Pad();
+                bits.bytes.push_back(0xFF);
+                bits.bytes.push_back(static_cast<uint8_t>(0xD0 + (unit / interval - 1) % 8));
+                reset = true;
+                resetRow = row;
+            }
             for (int c : components) {
                 const Plane& plane = planes[static_cast<size_t>(c)];
                 for (int k = 0; k < h(c) * v(c); ++k) {
@@ -149,10 +152,11 @@ ByteVector WriteLossless(const LosslessCoding& coding, const std::vector<Plane>&
         else
             scans[0].push_back(c);
     for (const std::vector<int>& scan : scans) {
-        if (coding.restartRows != 0) {
+        if (coding.restartRows + coding.restartExtra != 0) {
             const int factor = scan.size() == 1 ? 1 : coding.factors[0] >> 4;
             const auto across = static_cast<int>(planes[static_cast<size_t>(scan[0])][0].size()) / factor;
-            w.Bytes({0xFF, 0xDD, 0, 4}).U16be(static_cast<uint16_t>(across * coding.restartRows));
+            w.Bytes({0xFF, 0xDD, 0, 4})
+                .U16be(static_cast<uint16_t>(across * coding.restartRows + coding.restartExtra));
         }
         w.Bytes(
             {0xFF, 0xDA, 0, static_cast<uint8_t>(6 + 2 * scan.size()), static_cast<uint8_t>(scan.size())});
@@ -197,6 +201,7 @@ TEST(JpegLossless, EveryPredictorDepthTransformAndRestart)
                 LosslessCoding coding{variant % 4 == 3 ? 1 : 61, 19, precision, predictor};
                 coding.transform = variant % 2 == 0 ? 0 : precision / 3;
                 coding.restartRows = variant % 3;
+                coding.restartExtra = variant % 5 == 0 ? 7 : 0;
                 coding.shortZeros = variant >= 6;
                 const auto planes = MakePlanes(coding, variant % 3, static_cast<uint32_t>(variant));
                 const Decoded decoded = DecodeStream(WriteLossless(coding, planes), {coding.width, 19, 16});
@@ -226,6 +231,7 @@ TEST(JpegLossless, ComponentsOfAnyLayout)
             coding.factors = factors;
             coding.interleaved = variant % 2 == 0;
             coding.restartRows = variant % 3;
+            coding.restartExtra = variant % 5 == 0 ? 7 : 0;
             coding.shortZeros = variant % 4 < 2;
             coding.ownTables = variant >= 16;
             // A component alone has its own size, not that of whole MCUs.

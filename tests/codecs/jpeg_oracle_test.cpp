@@ -172,6 +172,20 @@ TEST(JpegPeer, EveryColourSpaceSamplingAndProcessDecodesToTheSamePicture)
     }
 }
 
+TEST(JpegPeer, ProgressiveStreamsCutAnywhereShowWhatHasCome)
+{
+    const Source source = Source(45, 30, 24).Waves(3);
+    ByteVector pixels;
+    for (int y = 0; y < 30; ++y)
+        pixels.insert(pixels.end(), source.rows.begin() + static_cast<ptrdiff_t>(source.Stride()) * y,
+                      source.rows.begin() + static_cast<ptrdiff_t>(source.Stride()) * y + 45 * 3);
+    const ByteVector stream = CompressWithPeer({3, JCS_YCbCr, {}, 90, true, 0, true}, pixels, 45, 30);
+    for (size_t length = FindSegment(stream, 0xDA) + 10; length <= stream.size(); ++length) {
+        const ByteVector cut(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(length));
+        ASSERT_EQ(DecodeStream(cut, {45, 30, 24}).status, kCodecOk) << length << " of " << stream.size();
+    }
+}
+
 TEST(JpegPeer, ReadsWhatOurEncoderWrites)
 {
     for (const auto& [width, height] : {std::pair{67, 45}, {5, 2}, {130, 17}}) {
@@ -268,7 +282,7 @@ TEST_F(JpegToolkit, ItsLosslessStreamsComeBackToTheBitAndItReadsOurs)
         Source source(width, height, 8 * bytes);
         for (int y = 0; y < height; ++y)
             std::copy_n(&rows[static_cast<size_t>(y * width * bytes)], width * bytes, source.Row(y));
-        for (uint32_t restart : {0u, static_cast<uint32_t>(width)}) {
+        for (uint32_t restart : {0u, 5u, static_cast<uint32_t>(width)}) {
             const ByteVector stream = Encode(source, {.restart = restart, .options = kSaveLossless});
             DcmtkFrame frame(picture, stream, EXS_JPEGProcess14SV1);
             ByteVector peer(rows.size());

@@ -25,7 +25,6 @@ TEST(JpegRoundTrip, EveryColourModeRestartAndKindComesBack)
         for (uint32_t mode : {1u, 2u, 3u, 4u, 5u, 6u, 12u}) {
             for (uint32_t restart : {0u, 1u, 5u}) {
                 for (int32_t kind : {0, 5}) {
-                    if (kind == 5 && mode == 12) continue;
                     const ByteVector stream = Encode(source, {mode, 98, restart, 0, kind});
                     ASSERT_FALSE(stream.empty());
                     const Decoded decoded = DecodeStream(stream, {width, height, 24});
@@ -35,6 +34,49 @@ TEST(JpegRoundTrip, EveryColourModeRestartAndKindComesBack)
                     EXPECT_LE(WorstDifference(decoded, source, width * 3), mode == 1 || mode == 12 ? 6 : 60)
                         << "mode " << mode << " restart " << restart << " kind " << kind << " width "
                         << width;
+                }
+            }
+        }
+    }
+}
+
+TEST(JpegRoundTrip, EveryColourModeTakesEveryDepthAndLayout)
+{
+    // One grey all over: every component but the fourth byte of a pixel and the colour differences holds it.
+    const struct
+    {
+        int bits;
+        uint32_t compression;
+        std::vector<uint8_t> pixels;
+    } sources[] = {{8, 0, {200}},  {12, 0, {0x80, 0x8C, 0xC8}},  {16, 0, {0, 200}},           {24, 0, {200}},
+                   {32, 0, {200}}, {16, 0x32595559, {200, 128}}, {16, 0x59565955, {128, 200}}};
+    for (const auto& layout : sources) {
+        Source source(22, 10, layout.bits, layout.compression);
+        for (int y = 0; y < 10; ++y)
+            for (size_t i = 0; i < source.Stride(); ++i)
+                source.Row(y)[i] = layout.pixels[i % layout.pixels.size()];
+        const bool wide = layout.compression == 0 && (layout.bits == 12 || layout.bits == 16);
+        for (uint32_t mode = 0; mode <= 12; ++mode) {
+            for (int32_t kind : {0, 5}) {
+                ByteVector stream;
+                const int32_t status = EncodeInto(source, {.colourMode = mode, .kind = kind}, &stream);
+                const std::string what = std::to_string(layout.bits) + " bits, mode " + std::to_string(mode) +
+                                         ", kind " + std::to_string(kind);
+                if (kind == 5 && wide && layout.bits == 16) {
+                    EXPECT_EQ(status, kCodecSixteenBits) << what;
+                    continue;
+                }
+                if (kind == 5 && mode == 7) {
+                    EXPECT_EQ(status, kCodecBadColourMode) << what;
+                    continue;
+                }
+                ASSERT_EQ(status, kCodecOk) << what;
+                const int samples = mode == 0 || (mode >= 8 && mode <= 11) ? 1 : mode == 7 ? 4 : 3;
+                const Decoded decoded = DecodeStream(stream, {22, 10, 8 * static_cast<uint32_t>(samples)});
+                ASSERT_EQ(decoded.status, kCodecOk) << what;
+                for (int k = 0; k < samples; ++k) {
+                    const int expected = k == 3 && layout.bits != 32 ? 0 : 200;
+                    EXPECT_NEAR(decoded.At(21, 9, samples, k), expected, 1) << what;
                 }
             }
         }
@@ -148,12 +190,16 @@ TEST(JpegEncoder, RefusalsAndRoom)
     odd.header.bitsPerPixel = 15;
     EXPECT_EQ(EncodeInto(odd, {4}, &stream), kCodecBadDepth);
     const Source wide = Source(16, 16, 16);
-    EXPECT_EQ(EncodeInto(wide, {.kind = 5}, &stream), kCodecSixteenBits);
     uint32_t size = 100;
     EXPECT_EQ(fltSaveBufferCMP(wide.rows.data(), &wide.header, stream.data(), &size, 1, 0, 0, 95, nullptr),
               kCodecSixteenBits);
     EXPECT_EQ(fltSaveBufferCMP(nullptr, &wide.header, stream.data(), &size, 0, 0, 0, 95, nullptr),
               kCodecInvalidParameter);
+    SaveExtras extras{};
+    EXPECT_EQ(EncodeInto(source, {.extras = &extras}, &stream), kCodecInvalidParameter);
+    odd = source;
+    odd.header.size = 44;
+    EXPECT_EQ(EncodeInto(odd, {4}, &stream), kCodecInvalidParameter);
 }
 
 TEST(JpegEncoder, ApplicationSegmentsByOption)
@@ -176,6 +222,7 @@ TEST(JpegEncoder, ApplicationSegmentsByOption)
     EXPECT_EQ(FindSegment(motion, 0xFE), 0u);
     const std::string text(70000, 'x');
     SaveExtras extras{};
+    extras.size = sizeof extras;
     extras.comment = text.data();
     extras.commentLength = 70000;
     const ByteVector commented =
@@ -223,6 +270,19 @@ TEST(JpegFields, SecondImageIsTheSecondFieldAndAMissingOneIsInterpolated)
     EXPECT_EQ(fields.At(3, 0), 50);
     EXPECT_EQ(fields.At(3, 1), 150);
     EXPECT_EQ(fields.At(3, 31), 150);
+}
+
+TEST(JpegFields, AStreamThatSaysItIsAFieldIsOneHoweverTall)
+{
+    Source source = Source(24, 32, 8).Waves(1);
+    const ByteVector stream = Encode(source, {.restart = 3, .options = kSaveMotionFrame | kSaveFirstField});
+    const ByteVector frame = Encode(source, {.restart = 3, .options = kSaveMotionFrame});
+    const Decoded field = DecodeStream(stream, {24, 32, 8}), whole = DecodeStream(frame, {24, 32, 8});
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 24; ++x) {
+            EXPECT_EQ(field.At(x, 2 * y), whole.At(x, y));
+            EXPECT_NEAR(field.At(x, 2 * y + 1), (whole.At(x, y) + whole.At(x, std::min(y + 1, 15))) / 2, 1);
+        }
 }
 
 TEST(JpegFields, PackedAndPlainInterpolationDiffer)

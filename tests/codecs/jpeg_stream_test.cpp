@@ -59,6 +59,9 @@ TEST(JpegHeader, RefusalsByField)
         {"width 0", Edit(colour, 0xC0, 3, {0, 0}), kCodecUnsupported},
         {"height 0 and no DNL", Edit(colour, 0xC0, 1, {0, 0}), kCodecUnsupported},
         {"lossy of 17 bits", Edit(colour, 0xC0, 0, {17}), kCodecUnsupported},
+        {"lossy of 1 bit", Edit(colour, 0xC0, 0, {1}), kCodecUnsupported},
+        {"band that ends before it begins", Edit(colour, 0xDA, 7, {9, 5}), kCodecUnsupported},
+        {"band beyond the block", Edit(colour, 0xDA, 8, {64}), kCodecUnsupported},
         {"lossless of 1 bit", Edit(lossless, 0xC3, 0, {1}), kCodecUnsupported},
         {"predictor 0", Edit(lossless, 0xDA, 3, {0}), kCodecUnsupported},
         {"predictor 8", Edit(lossless, 0xDA, 3, {8}), kCodecUnsupported},
@@ -97,6 +100,7 @@ TEST(JpegHeader, ArgumentsAreCheckedInOrder)
     EXPECT_EQ(DecodeStream(colour, {33, 21, 24, -5}).status, kCodecUnsupported);
     uint8_t pixel[4];
     EXPECT_EQ(fltLoadBufferCMP(nullptr, 10, pixel, -10, 1, 1, 8, nullptr, 0), kCodecNotReadable);
+    EXPECT_EQ(fltLoadBufferCMP(nullptr, 10, pixel, -20, 1, 1, 8, nullptr, 0), kCodecUnsupported);
     EXPECT_EQ(fltLoadBufferCMP(nullptr, 10, pixel, 0, 1, 1, 8, nullptr, 0), kCodecNoReader);
     EXPECT_EQ(fltLoadBufferCMP(colour.data(), 100, pixel, 0, 1, INT32_MIN, 8, nullptr, 0),
               kCodecInvalidParameter);
@@ -121,6 +125,8 @@ TEST(JpegHeader, MotionFramesUseTheStandardTables)
     const Decoded bare = DecodeStream(WithoutSegment(motion, 0xC4), {33, 21, 24});
     EXPECT_EQ(bare.status, kCodecOk);
     EXPECT_EQ(bare.rows, whole.rows);
+    const ByteVector odd = Edit(WithoutSegment(motion, 0xC4), 0xE0, 4, {7});
+    EXPECT_EQ(DecodeStream(odd, {33, 21, 24}).rows, whole.rows);
     const ByteVector unmarked = WithoutSegment(WithoutSegment(motion, 0xC4), 0xE0);
     EXPECT_EQ(DecodeStream(unmarked, {33, 21, 24}).status, kCodecNoDcTable);
     EXPECT_EQ(DecodeStream(unmarked, {33, 21, 24, -10}).rows, whole.rows);
@@ -440,6 +446,8 @@ TEST(CmpHeader, RefusalsAndBlocksBeforeThePayload)
     EXPECT_EQ(DecodeStream(with(20, 1), {33, 21, 24}).status, kCodecUnsupported);
     EXPECT_EQ(DecodeStream(with(6, 0x30), {33, 21, 24}).status, kCodecUnsupported);
     EXPECT_EQ(DecodeStream(with(16, 0), {33, 21, 24}).status, kCodecUnsupported);
+    EXPECT_EQ(DecodeStream(ByteVector(stream.begin(), stream.begin() + 24), {33, 21, 24}).status,
+              kCodecUnsupported);
     ByteVector blocks = with(5, 0x11);
     ByteWriter between;
     between.Bytes({2, 3, 8}).Zeros(6 + 768).Zeros(768);

@@ -129,6 +129,7 @@ STDMETHODIMP FakePin::BeginFlush()
 {
     flushing_ = true;
     ++flushes;
+    Sleep(msPerFlush);
     return S_OK;
 }
 

@@ -77,6 +77,7 @@ class FakePin final : public IPin, public IMemInputPin
     IMemAllocator* chosen = nullptr;       ///< not counted
     std::atomic<int> notReady{0};          ///< so many samples are refused first: still stopped
     std::atomic<DWORD> msPerSample{0};     ///< how long a sample is held, unless a flush comes
+    std::atomic<DWORD> msPerFlush{0};      ///< how long BeginFlush takes once samples are let go
     std::atomic<HRESULT> answer{S_OK};     ///< to the samples taken
     std::function<void()> onSample;        ///< called on the source's thread for each
     std::atomic<int> ends{0}, flushes{0};  ///< calls so far

@@ -15,6 +15,14 @@ namespace {
 class Host : public ComponentTest
 {
   protected:
+    static ComPointer<IBaseFilter> Owner(IPin* pin)
+    {
+        PIN_INFO info = {};
+        pin->QueryPinInfo(&info);
+        ComPointer<IBaseFilter> owner;
+        *owner.Out() = info.pFilter;
+        return owner;
+    }
     static FILTER_STATE StateOf(IBaseFilter* filter)
     {
         FILTER_STATE state = State_Running;
@@ -278,6 +286,33 @@ TEST_F(Host, TheLibraryStaysWhileAWorkerEnds)
     last.join();
     EXPECT_GT(stays, 5);
     EXPECT_EQ(input.References(), 1u);
+}
+
+// The worker itself lets go of the last reference, from downstream; also when it stopped the filter before.
+TEST_F(Host, TheWorkerMayLetGoOfTheLastReference)
+{
+    const TemporaryFile file = GreyClip(5).Save();
+    for (const bool stopFirst : {false, true}) {
+        FakePin input;
+        ComPointer<IBaseFilter> filter = MakeFilter();
+        ASSERT_EQ(LoadPath(filter.Get(), file.Path()), S_OK);
+        ComPointer<IPin> output = OnlyPin(filter.Get());
+        ASSERT_EQ(output->Connect(&input, nullptr), S_OK);
+        std::atomic<bool> alone{false};
+        input.onSample = [&] {
+            while (!alone) Sleep(1);
+            if (stopFirst) Owner(output.Get())->Stop();
+            output.Reset();
+        };
+        ASSERT_EQ(filter->Run(0), S_OK);
+        filter.Reset();
+        alone = true;
+        for (int i = 0; i < 1000 && Server::Get().canUnloadNow() != S_OK; ++i) Sleep(10);
+        EXPECT_EQ(Server::Get().canUnloadNow(), S_OK);
+        EXPECT_EQ(input.Samples().size(), 1u);
+        EXPECT_EQ(input.ends, 0);
+        EXPECT_EQ(input.References(), 1u);
+    }
 }
 }  // namespace
 }  // namespace talv

@@ -6,6 +6,7 @@
 #include "filter/directshow/media_type.h"
 #include "filter/frame_source.h"
 #include "filter/media_format.h"
+#include "filter/memory_sample.h"
 #include "tests/directshow/component_fixture.h"
 
 // The sample files, and clips made of them, played to their end in a graph. What arrives is compared with
@@ -15,20 +16,6 @@ namespace {
 using nlohmann::json;
 
 const std::string kSamples = TALV_TEST_DATA "/samples/";
-
-class MemorySample final : public SampleBuffer
-{
-  public:
-    explicit MemorySample(int64_t size) : bytes(static_cast<size_t>(size)) {}
-    int32_t GetPointer(uint8_t** buffer) override
-    {
-        *buffer = bytes.data();
-        return 0;
-    }
-    int64_t GetSize() override { return static_cast<int64_t>(bytes.size()); }
-    int32_t SetActualDataLength(int64_t) override { return 0; }
-    ByteVector bytes;
-};
 
 // A file as the portable source sees it.
 struct Reference

@@ -12,6 +12,19 @@ TEST_F(FrameSourceSample, RowsComeBottomUpWithZeroPadding)
     EXPECT_EQ(source.undecodableFrames, 0);
 }
 
+TEST_F(FrameSourceSample, LargeSamplesHaveTheSameRows)
+{
+    constexpr size_t kColumns = 2049, kStride = 2052, kRows = 2050;
+    ByteVector pixels(kColumns * kRows), expected(kStride * kRows);
+    for (size_t i = 0; i < pixels.size(); ++i) {
+        pixels[i] = static_cast<uint8_t>(i * 31 >> 4);
+        expected[(kRows - 1 - i / kColumns) * kStride + i % kColumns] = pixels[i];
+    }
+    DicomBuilder large = PreambleFile().ExplicitLittle();
+    ASSERT_EQ(Load(large.Image({.rows = kRows, .columns = kColumns}).NativePixels(pixels, "OB")), 0);
+    EXPECT_TRUE(ReadFrame(0) == expected);
+}
+
 TEST_F(FrameSourceSample, OtherDepths)
 {
     DicomBuilder grey16 = PreambleFile().ExplicitLittle();
@@ -48,12 +61,26 @@ TEST_F(FrameSourceSample, FramesThatAreNotThereRepeatTheLastGoodOne)
     EXPECT_EQ(source.undecodableFrames, 9);
     source.ForgetLastFrame();
     EXPECT_EQ(ReadFrame(2, kFrameUndecodable), ByteVector(8, 0));
+
+    EXPECT_EQ(ReadFrame(1), GreyClipSample(1));
+    EXPECT_EQ(Load(PreambleFile().ExplicitLittle().Cs(0x00080060, "OT")), 1);
+    EXPECT_EQ(ReadFrame(1, kFrameUndecodable), ByteVector(8, 0));  // nothing of the file before
 }
 
 TEST_F(FrameSourceSample, BlackIsTheDarkestEntryOfThePalette)
 {
     ASSERT_EQ(Load(GreyClip(1, "", "MONOCHROME1")), 0);
     EXPECT_EQ(ReadFrame(1, kFrameUndecodable), ByteVector({255, 255, 255, 0, 255, 255, 255, 0}));
+
+    DicomBuilder words = PreambleFile().ExplicitLittle();
+    words.Image({.rows = 1,
+                 .columns = 3,
+                 .bitsAllocated = 16,
+                 .bitsStored = 12,
+                 .highBit = 11,
+                 .photometric = "MONOCHROME1"});
+    ASSERT_EQ(Load(words.NativePixels({1, 0, 2, 0, 3, 0})), 0);
+    EXPECT_EQ(ReadFrame(1, kFrameUndecodable), ByteVector({0xFF, 0x0F, 0xFF, 0x0F, 0xFF, 0x0F, 0, 0}));
 }
 
 TEST_F(FrameSourceSample, HostileFrameCountsStillShowTheFirstFrame)

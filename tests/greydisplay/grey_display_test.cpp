@@ -87,7 +87,7 @@ class GreyDisplayTest : public SourceTest
     {
         ByteVector pixels(4 * kWidth * kHeight, 0xEE);
         ConvertGreyFrame(*display_.Block(), *display_.Table(), frame_.data(), frame_.size(),
-                         {pixels.data(), pixels.size(), 4 * kWidth, true}, &scratch_);
+                         {pixels.data(), pixels.size(), 4 * kWidth, true});
         std::vector<int> levels;
         for (size_t i = 0; i < pixels.size(); i += 4) {
             EXPECT_TRUE(pixels[i] == pixels[i + 1] && pixels[i] == pixels[i + 2] && pixels[i + 3] == 0);
@@ -100,7 +100,6 @@ class GreyDisplayTest : public SourceTest
     GreyDisplay display_;
     ByteVector frame_;
     std::vector<int32_t> stored_;
-    std::vector<uint8_t> scratch_;
 };
 
 TEST_F(GreyDisplayTest, PicturesLookAsTheFileWants)
@@ -188,10 +187,16 @@ TEST_F(GreyDisplayTest, ChangedBytesAreSeenAndPutBack)
             ASSERT_TRUE(BuildMediaFormat(source, &format_));
             ASSERT_TRUE(display_.SetBlock(format_.block.data(), format_.block.size()));
             frame_ = ReadFrame(0);
+            // A dark frame before, which tells nothing.
+            ByteVector dark(frame_.size(), isSigned && !swapped ? 0x80 : 0);
+            for (size_t i = swapped ? 1 : 0; i < dark.size(); i += 2) dark[i] = frame_[i];
+            display_.SeeFrame(dark.data(), dark.size());
+            EXPECT_TRUE(display_.WantsFrame());
             display_.SeeFrame(frame_.data(), frame_.size());
+            EXPECT_FALSE(display_.WantsFrame());
             ByteVector out(4 * 64 * 64);
             ConvertGreyFrame(*display_.Block(), *display_.Table(), frame_.data(), frame_.size(),
-                             {out.data(), out.size(), 4 * 64, true}, &scratch_);
+                             {out.data(), out.size(), 4 * 64, true});
             for (size_t i = 0; i < high.size(); ++i) {
                 const int value = static_cast<int8_t>(high[i]) * 256 + low[i];
                 const double level = ((value - 799.5) / 1999 + 0.5) * 255;
@@ -235,7 +240,7 @@ TEST_F(GreyDisplayTest, PackedFramesAndEveryRowOrderAndStride)
                 // One row is missing in the frame, and the target ends within its last one.
                 ByteVector out(stride * kRows, 0xEE);
                 ConvertGreyFrame(*display_.Block(), *display_.Table(), frame.data(), 8 * (kRows - 1),
-                                 {out.data(), stride * (kRows - 1) + 19, stride, targetTopDown}, &scratch_);
+                                 {out.data(), stride * (kRows - 1) + 19, stride, targetTopDown});
                 for (int row = 0; row < kRows; ++row)
                     for (int x = 0; x < static_cast<int>(stride) / 4; ++x) {
                         const int picture = targetTopDown ? row : kRows - 1 - row;
@@ -304,10 +309,17 @@ TEST(GreyBlockTest, HostileBlocksAreRefusedOrBroughtIntoBounds)
         display.SeeFrame(frame.data(), frame.size());
         EXPECT_TRUE(display.SetWindow({100, 200}));
         ByteVector out(4 * 7 * 5, 0xEE);
-        std::vector<uint8_t> scratch;
         ConvertGreyFrame(*display.Block(), *display.Table(), frame.data(), frame.size(),
-                         {out.data(), out.size(), 28, false}, &scratch);
+                         {out.data(), out.size(), 28, false});
         EXPECT_EQ(out[3], 0);
+    }
+    const std::pair<double, double> slopes[] = {{2, 2},   {4294966272.0, -1024}, {0.5, 0.5}, {0, 0},
+                                                {-3, -3}, {1e-300, 1},           {5e9, 1},   {NAN, 1}};
+    for (const auto& [written, meant] : slopes) {
+        ByteVector bytes = good;
+        PutDouble(&bytes[120], written);
+        ASSERT_TRUE(ReadGreyBlock(bytes.data(), bytes.size(), &block));
+        EXPECT_EQ(block.slope, meant);
     }
     for (const size_t size : {size_t{0}, size_t{88}, size_t{143}, size_t{kGreyFormatSize - 1}})
         EXPECT_FALSE(ReadGreyBlock(good.data(), size, &block)) << size;

@@ -36,18 +36,25 @@ TEST(GreyKernels, EveryLevelEqualsThePlainOne)
     for (const SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2, SimdLevel::avx512}) {
         if (DetectedSimdLevel() < level) continue;
         const GreyKernels kernels = SelectGreyKernels(level);
-        for (size_t count = 0; count <= 67; ++count)
+        for (size_t count = 0; count <= 131; ++count)
             for (const size_t shift : {0, 1, 3})
-                for (size_t form = 0; form <= std::size(kRamps); ++form) {
+                for (size_t form = 0; form <= 2 * std::size(kRamps) + 1; ++form) {
+                    // The 12-bit forms take a shorter row, which ends at the end of its memory.
+                    const bool packed = form > std::size(kRamps);
+                    const size_t bytes = packed ? (3 * count + 1) / 2 : 2 * count;
                     std::vector<uint8_t> words = RandomWords(count, static_cast<uint32_t>(count));
+                    words.resize(bytes);
                     words.insert(words.begin(), shift, 0);
+                    words.shrink_to_fit();
                     std::vector<uint8_t> expected(4 * count + 2 * kGuard + shift, 0xEE), got = expected;
                     const auto run = [&](const GreyKernels& chosen, std::vector<uint8_t>* out) {
                         uint8_t* at = out->data() + kGuard + shift;
-                        if (form < std::size(kRamps))
-                            chosen.ramp(words.data() + shift, at, count, kRamps[form]);
+                        const uint8_t* from = words.data() + shift;
+                        const size_t ramp = packed ? form - std::size(kRamps) - 1 : form;
+                        if (ramp < std::size(kRamps))
+                            (packed ? chosen.ramp12 : chosen.ramp)(from, at, count, kRamps[ramp]);
                         else
-                            chosen.lookUp(words.data() + shift, at, count, entries.data());
+                            (packed ? chosen.lookUp12 : chosen.lookUp)(from, at, count, entries.data());
                     };
                     run(kPlainGreyKernels, &expected);
                     run(kernels, &got);

@@ -111,6 +111,7 @@ TEST(FrameLocation, FragmentsAreJoinedOnlyWhereTheFileSaysSo)
         {"offset table not from 0", "2", four, {14, 28}, 4, 1},
         {"offset table of another length", "3", four, {0, 28}, 4, 1},
         {"end marks", "2", ended, {}, 2, 2},
+        {"an end mark alone", "2", {Fragment(0), {0xFF, 0xD9}, Fragment(2), Fragment(3, true)}, {}, 2, 2},
         {"end marks beat a lying table", "2", ended, {0, 30}, 2, 2},
         {"end marks of another count", "3", ended, {}, 4, 1},
         {"nothing to go by", "2", four, {}, 4, 1},

@@ -123,6 +123,22 @@ TEST(GreyFrame, ThirtyTwoBitsAreSpreadOverSixteen)
     DicomBuilder ranged = PreambleFile().ExplicitLittle().Image(attributes);
     LoadedFile known(ranged.Us(0x00280106, 10).Us(0x00280107, 20).NativePixels(longs({5, 15, 25})).Bytes());
     EXPECT_EQ(Picture(&known, 0, 0).Words(), Words({0, 32767, 65535, 0}));
+    DicomBuilder distrusted = PreambleFile().ExplicitLittle().Lo(0x00080070, "Toshiba").Image(attributes);
+    LoadedFile measured(
+        distrusted.Us(0x00280106, 10).Us(0x00280107, 20).NativePixels(longs({5, 15, 25})).Bytes());
+    EXPECT_EQ(Picture(&measured, 0, 0).Words(), Words({0, 32767, 65535, 0}));
+    DicomBuilder wide = PreambleFile().ExplicitLittle().Image(attributes);
+    LoadedFile longRange(
+        wide.Ul(0x00280106, 100000).Ul(0x00280107, 300000).NativePixels(longs({5, 200000, 300000})).Bytes());
+    EXPECT_EQ(Picture(&longRange, 0, 0).Words(), Words({0, 32767, 65535, 0}));
+
+    ImageAttributes withSign = attributes;
+    withSign.pixelRepresentation = 1;
+    LoadedFile signedLongs(Native(withSign, longs({uint32_t(-0x10000000), 0x20000000, uint32_t(-1)})));
+    Picture ascending(&signedLongs, 0, 0);
+    EXPECT_EQ(ascending.Words(), Words({0x6DB5, 0x8000, 0x7FFF, 0}));
+    EXPECT_EQ(ascending.bitmap.minValue, 0x6DB5 - 0x8000);
+    EXPECT_EQ(ascending.bitmap.maxValue, 0);
 }
 
 TEST(GreyFrame, OneBitIsReversed)
@@ -232,6 +248,10 @@ TEST(ColorFrame, YbrFullIsConvertedFirst)
     const ByteVector expected = {0, 0, 0, 254, 254, 254, 0, 0};
     EXPECT_EQ(rows(0, {16, 128, 128, 235, 128, 128}), expected);
     EXPECT_EQ(rows(1, {16, 235, 128, 128, 128, 128}), expected);
+
+    // Red 130, green 180, blue 0, of which seven bits count: 2, 52 and 0, spread from 0 to 52.
+    LoadedFile sevenBits(Native(WithBits(Color8(1, 1, "YBR_FULL"), 8, 7, 6), {128, 0, 128}));
+    EXPECT_EQ(Picture(&sevenBits).Rows(), ByteVector({0, 255, 9, 0}));
 }
 
 TEST(ColorFrame, CmykStepsFourBytesAPixel)

@@ -117,6 +117,7 @@ TEST(CreateBitmap, ChecksOrderLayoutAndCallerBuffer)
     EXPECT_EQ(create(kMemoryCaller, 8, 0, 1, 16), kRasterOk);
     EXPECT_EQ(create(kMemoryCaller, 8, 0, 1, 15), kRasterInvalid);
     EXPECT_EQ(create(kMemoryCaller, 8, 0, 1, 17), kRasterInvalid);
+    EXPECT_EQ(create(kMemoryCaller | kMemoryAnyContent, 8, 0, 1, 17), kRasterInvalid);
     for (uint32_t kind : {0u, 3u, 5u, 16u, 512u, 1026u, UINT32_MAX})
         EXPECT_EQ(create(kind, 8, 0, 1, 0), kRasterInvalid) << kind;
 }
@@ -172,7 +173,7 @@ TEST(AllocateBitmap, RefusalLeavesNothingBehind)
     rasterSettings.maxTemporaryBytes = 4000;
     TestBitmap bitmap;
     ASSERT_EQ(InitBitmap(bitmap, 164, 64, 64, 8), kRasterOk);
-    bitmap->flags |= kBitmapSigned;
+    bitmap->flags |= kBitmapSigned | 0xD517;  // storage bits of nothing that was allocated
     EXPECT_EQ(AllocateBitmap(bitmap, kMemoryNoTiles128), kRasterWriteFailed);
     EXPECT_EQ(bitmap->flags, kBitmapSigned);
     EXPECT_EQ(bitmap->remapTable, nullptr);

@@ -183,10 +183,14 @@ void CheckConversion(Reference reference, size_t count, uint32_t flags, int32_t 
     std::vector<uint8_t> expected(outBytes);
     for (size_t i = 0; i < count; ++i) reference.Convert(buffer, i, &expected);
     buffer.insert(buffer.end(), 64, 0xA5);
-    ASSERT_EQ(ConvertBuffer(
-                  buffer.data(), uint32_t(count), reference.in.bits, reference.out.bits, reference.in.order,
-                  reference.out.order, UnlessDefault(reference.paletteIn, reference.in.bits),
-                  UnlessDefault(reference.paletteOut, reference.out.bits), flags, low, high, maxValue),
+    const bool losesBits =
+        reference.in.Index() && reference.out.Index() && reference.out.bits < reference.in.bits;
+    const PaletteEntry* paletteOut =
+        losesBits ? reference.paletteOut : UnlessDefault(reference.paletteOut, reference.out.bits);
+    ASSERT_EQ(ConvertBuffer(buffer.data(), uint32_t(count), reference.in.bits, reference.out.bits,
+                            reference.in.order, reference.out.order,
+                            UnlessDefault(reference.paletteIn, reference.in.bits), paletteOut, flags, low,
+                            high, maxValue),
               kRasterOk);
     // Spare bits of the last byte carry nothing: the high ones of an odd 12-bit count, else the low ones.
     const int32_t spare = int32_t(outBytes * 8 - count * reference.out.bits);
@@ -264,6 +268,33 @@ TEST(ConvertBuffer, WindowsTakeAndMakeTheSignificantBits)
                 }
 }
 
+TEST(ConvertBuffer, NarrowerIndicesWithoutAPaletteAreBlackAndWhite)
+{
+    uint8_t pixels[4] = {0, 255, 3, 252};  // black, white, dark red, light cyan
+    ASSERT_EQ(ConvertBufferSimple(pixels, 4, 8, 4, 0, 0, nullptr, nullptr), kRasterOk);
+    EXPECT_EQ(pixels[0], 0x01);
+    EXPECT_EQ(pixels[1], 0x01);
+}
+
+TEST(GetBitWindow, TakesTheHighestBitsOfTheRange)
+{
+    struct Case
+    {
+        int32_t bits, width, low, high, count;
+        uint32_t mask;
+        int32_t shift;
+    };
+    const Case cases[] = {{16, 16, -1, -1, 16, 0xFFFF, 0}, {12, 12, 5, -1, 7, 0x7F, 5},
+                          {16, 8, 2, 13, 8, 0xFF, 6},      {32, 32, 0, 31, 32, 0xFFFFFFFF, 0},
+                          {16, 16, 9, 8, 0, 0, 9},         {16, 16, INT32_MAX, -1, 0, 0, 16}};
+    for (const Case& c : cases) {
+        const BitWindow window = GetBitWindow(c.bits, c.width, c.low, c.high);
+        EXPECT_EQ(window.count, c.count) << c.low << " to " << c.high;
+        EXPECT_EQ(window.mask, c.mask);
+        EXPECT_EQ(window.shift, c.shift);
+    }
+}
+
 TEST(ConvertBuffer, RefusalsLeaveTheBufferAlone)
 {
     std::vector<uint8_t> buffer(64, 0x5A);
@@ -286,6 +317,7 @@ TEST(ConvertBuffer, RefusalsLeaveTheBufferAlone)
     for (uint32_t order : {2u, 3u, 4u, 6u, UINT32_MAX})
         EXPECT_EQ(convert(1, 8, 24, 0, order), kRasterInvalid) << order;
     for (int32_t bits : {8, 16, 32, 64}) EXPECT_EQ(convert(1, 24, bits, 1, 5), kRasterInvalid) << bits;
+    for (int32_t bits : {1, 8}) EXPECT_EQ(convert(1, bits, 24, 0, 5), kRasterInvalid) << "no colours";
     EXPECT_EQ(convert(1, 24, 24, 5, 1), kRasterInvalid) << "there is no way back from order 5";
     EXPECT_EQ(convert(1, 16, 16, 2, 2, kConvertWindowIn | kConvertWindowOut, 0, 7), kRasterInvalid);
     EXPECT_EQ(convert(1, 24, 8, 1, 2, kConvertWindowIn, 0, 7), kRasterInvalid);

@@ -61,6 +61,7 @@ TEST(Talvdicom, WrongUsageIsStatusTwo)
         const ToolRun run = RunTool(arguments);
         EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments) << run.err;
         EXPECT_EQ(run.err.rfind("talvdicom: ", 0), 0u) << run.err;
+        EXPECT_LE(run.err.find('\n'), 120u) << run.err;
     }
     EXPECT_EQ(RunTool({"--help"}).status, 0);
     EXPECT_EQ(RunTool({"--version"}).status, 0);
@@ -139,6 +140,10 @@ TEST(Talvdicom, StandardInputIsReadLikeAFileAndLeavesNothingBehind)
             EXPECT_EQ(piped.out, direct.out) << command;
         }
     }
+    const std::string pipe = Quoted(folder.Path("pipe"));
+    const ToolRun named = RunShell("mkfifo " + pipe + "; cat " + clip + " >" + pipe + " & " + inFolder +
+                                   "info --json " + pipe + "; rm " + pipe);
+    EXPECT_EQ(named.out, RunShell("\"$tool\" info --json " + clip).out) << named.err;
     const ToolRun empty = RunShell(inFolder + "info - </dev/null");
     EXPECT_EQ(empty.status, 1);
     EXPECT_EQ(empty.err.rfind("talvdicom: -: ", 0), 0u) << empty.err;
@@ -157,6 +162,10 @@ TEST(Talvdicom, LongAndForeignNamesWork)
     EXPECT_EQ(InfoOf(file)["frames"], 2);
     EXPECT_EQ(RunTool({"dump", file}).out, RunTool({"dump", Sample("rle-rgb-2f.dcm")}).out);
     EXPECT_EQ(RunTool({"frames", file, "--out", deep + "/pictures"}).status, 0);
+    const std::string notUtf8 = folder.Path("\xe4\xf6.dcm");
+    std::filesystem::copy_file(file, notUtf8);
+    EXPECT_EQ(InfoOf(notUtf8)["frames"], 2);
+    EXPECT_TRUE(json::accept(RunTool({"dump", "--json", notUtf8}).out));
     EXPECT_TRUE(std::filesystem::exists(deep + "/pictures/frame-00002.png"));
 }
 
@@ -191,6 +200,15 @@ TEST(Talvdicom, FullDiskClosedPipeAndInterruptEndCleanly)
     const ScratchFolder folder;
     const std::string clip = Quoted(Sample("le-palette.dcm"));
     const std::string endless = "\"$tool\" stream " + clip + " --loop 0 -q";
+    const std::string copies = Quoted(folder.Path("copies")), number = Quoted(folder.Path("number"));
+    std::filesystem::create_directory(folder.Path("copies"));
+    // Runs what follows as the process whose number is in the file.
+    const std::string numbered = "sh -c 'echo $$ >\"$0\"; exec \"$@\"' " + number;
+    // Sends a signal to a run that has begun to write.
+    const auto signalled = [&](const std::string& signal, const std::string& command) {
+        return "{ " + numbered + " " + command + "; echo status $? >&2; } | { head -c 1 >&3; kill -s " +
+               signal + " $(cat " + number + "); cat >&3; } 3>/dev/null";
+    };
     const struct
     {
         std::string command;
@@ -200,10 +218,12 @@ TEST(Talvdicom, FullDiskClosedPipeAndInterruptEndCleanly)
         {"{ " + endless + "; echo status $? >&2; } | head -c 10", 0, "YUV4MPEG2 ", "status 0\n"},
         {"\"$tool\" dump " + clip + " >/dev/full", 1, "", "standard output cannot be written: "},
         {"\"$tool\" stream " + clip + " -q >/dev/full", 1, "", "standard output cannot be written: "},
-        {"timeout --preserve-status -s INT 0.3 " + endless + " >/dev/null", 130, "", ""},
-        {"timeout --preserve-status -s TERM 0.3 " + endless + " --max-speed >/dev/null", 130, "", ""},
-        {"sleep 1 | TMPDIR=" + Quoted(folder.Path()) +
-             " timeout --preserve-status -s INT 0.3 \"$tool\" info -",
+        {signalled("INT", endless), 0, "", "status 130\n"},
+        {signalled("TERM", endless + " --max-speed"), 0, "", "status 130\n"},
+        // While it copies an endless standard input.
+        {"{ until ls " + copies + " | grep -q .; do sleep 0.01; done; kill -s INT $(cat " + number +
+             "); } & while sleep 0.01 && head -c 99999 /dev/zero; do :; done 2>/dev/null | TMPDIR=" + copies +
+             " " + numbered + " \"$tool\" info -",
          130, "", ""},
         // A file may not grow beyond 512 bytes.
         {"trap '' XFSZ; ulimit -f 1; \"$tool\" frames " + clip + " --out " + Quoted(folder.Path("f")), 1, "",
@@ -217,7 +237,8 @@ TEST(Talvdicom, FullDiskClosedPipeAndInterruptEndCleanly)
             << c.command << run.err;
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path("f")));
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"f"});
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path("copies")));
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"copies", "f", "number"}));
 }
 
 TEST(Talvdicom, ColoursOnlyWhereTheyAreWanted)
@@ -256,11 +277,15 @@ TEST(Talvdicom, ManualAndCompletionsAreWellFormed)
     } cases[] = {{"talvdicom fra", "frames"},
                  {"talvdicom stream --form", "--format"},
                  {"talvdicom stream --format bg", "bgr24"},
-                 {"talvdicom completion z", "zsh"}};
+                 {"talvdicom completion z", "zsh"},
+                 {"talvdicom info a", "a clip.dcm"}};
+    const ScratchFolder folder;
+    std::filesystem::copy_file(Sample("rle-rgb-2f.dcm"), folder.Path("a clip.dcm"));
     for (const auto& c : cases) {
         const ToolRun run = RunShell(
-            "export tool; bash -c 'source <(\"$tool\" completion bash); COMP_WORDS=(" + std::string(c.words) +
-            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _talvdicom; echo \"${COMPREPLY[*]}\"'");
+            "export tool; cd " + Quoted(folder.Path()) +
+            "; bash -c 'source <(\"$tool\" completion bash); COMP_WORDS=(" + std::string(c.words) +
+            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _talvdicom; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
         EXPECT_EQ(run.out, c.answer + std::string("\n")) << c.words << run.err;
     }
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 
 #include "tests/support/temporary_file.h"
@@ -55,6 +56,8 @@ ToolRun RunShell(const std::string& command)
     std::string whole = "tool=";
     whole.append(Quoted(TALVDICOM)).append("; { ").append(command).append("\n} >").append(Quoted(out));
     whole.append(" 2>").append(Quoted(err));
+    // A run in the background of a script inherits these as ignored.
+    for (const int signal : {SIGINT, SIGPIPE, SIGTERM}) std::signal(signal, SIG_DFL);
     const int answer = std::system(whole.c_str());
     ToolRun run;
     run.status = WIFEXITED(answer) ? WEXITSTATUS(answer) : 128 + WTERMSIG(answer);

@@ -59,9 +59,9 @@ bool MakeGreyPicture(const AM_MEDIA_TYPE& type, const uint8_t* bytes, size_t siz
     if (!display.SetBlock(type.pbFormat, type.cbFormat)) return false;
     display.SeeFrame(bytes, size);
     const auto width = static_cast<size_t>(picture->width), height = static_cast<size_t>(picture->height);
-    std::vector<uint8_t> pixels(width * height * 4), scratch;
+    std::vector<uint8_t> pixels(width * height * 4);
     ConvertGreyFrame(*display.Block(), *display.Table(), bytes, size,
-                     {pixels.data(), pixels.size(), width * 4, false}, &scratch);
+                     {pixels.data(), pixels.size(), width * 4, false});
     for (size_t y = 0; y < height; ++y)
         for (size_t x = 0; x < width; ++x)
             std::memcpy(picture->pixels.data() + Stride(picture->width, 24) * y + 3 * x,

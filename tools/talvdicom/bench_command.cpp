@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "filter/sample_buffer.h"
+#include "filter/memory_sample.h"
 #include "tools/talvdicom/commands.h"
 #include "tools/talvdicom/console.h"
 #include "tools/talvdicom/opened_file.h"
@@ -18,23 +18,6 @@ double MillisecondsSince(Clock::time_point start)
 {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
-
-/// A media sample in plain memory.
-class MemorySample : public SampleBuffer
-{
-  public:
-    explicit MemorySample(int64_t size) : bytes_(static_cast<size_t>(size)) {}
-    int32_t GetPointer(uint8_t** buffer) override
-    {
-        *buffer = bytes_.data();
-        return 0;
-    }
-    int64_t GetSize() override { return static_cast<int64_t>(bytes_.size()); }
-    int32_t SetActualDataLength(int64_t) override { return 0; }
-
-  private:
-    std::vector<uint8_t> bytes_;
-};
 
 /// The smallest time that `percent` of all times do not exceed (nearest rank); `times` is sorted.
 double Percentile(const std::vector<double>& times, size_t percent)

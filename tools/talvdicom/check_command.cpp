@@ -26,11 +26,10 @@ void CheckDecoding(OpenedFile* opened, Findings* findings)
         progress.Show(frame);
         const DicomStatus status = DecodedFrame(opened->source, frame).Status();
         if (status == kDicomOk || ++failed > kListedFrames) continue;
-        findings->insert(
-            findings->begin(),
-            {Grade::error, FrameWords(frame),
-             opened->Frames().IsWhole(frame) ? std::string("cannot be decoded: ") + DicomStatusText(status)
-                                             : "cannot be decoded: the file ends before it does"});
+        findings->insert(findings->begin(), {Grade::error, FrameWords(frame),
+                                             "cannot be decoded: " + (opened->Frames().IsWhole(frame)
+                                                                          ? StatusWords(status)
+                                                                          : "the file ends before it does")});
     }
     if (failed > kListedFrames)
         findings->insert(findings->begin(), {Grade::error, "frames",
@@ -54,8 +53,7 @@ void PrintFindings(const std::string& file, const Findings& findings)
         const char* const colour = finding.grade == Grade::error     ? style.error
                                    : finding.grade == Grade::warning ? style.warning
                                                                      : style.good;
-        Print("%s%-7s%s  %s: %s\n", colour, GradeName(finding.grade), style.plain,
-              PrintableText(finding.where).c_str(), PrintableText(finding.what).c_str());
+        PrintFact("", colour, GradeName(finding.grade), 9, finding.where + ": " + finding.what);
     }
     Print("%s: %s\n", PrintableText(file).c_str(), CountFindings(findings).c_str());
 }
@@ -79,6 +77,7 @@ void PrintJson(const Findings& findings, bool playable)
 int RunCheck(const std::string& file, const CheckOptions& options)
 {
     OpenedFile opened;
+    opened.isCheck = true;
     const bool playable = opened.Open(file);
     if (!playable && !opened.HasDataSet()) return Complain(file, opened.refusal);
     Findings findings;

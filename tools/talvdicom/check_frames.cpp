@@ -50,7 +50,14 @@ void FrameChecks::Counts()
     const std::string where = TagWords(kTagNumberOfFrames);
     int32_t value = 0;
     if (element == nullptr || !dataSet->GetInteger(element, 0, &value)) {
-        if (found > 1)
+        const Codestream first = ReadCodestream(dataSet, map_, 0);
+        const bool hasMarks =
+            first.coding == Codestream::Coding::jpeg || first.coding == Codestream::Coding::jpeg2000;
+        if (found > 1 && hasMarks && !first.endsWithMark)
+            Add(Grade::warning, where,
+                "no Number of Frames, and " + std::to_string(found) +
+                    " fragments that may be one frame: the first alone is decoded");
+        else if (found > 1)
             Add(Grade::warning, where,
                 "no Number of Frames, although " + std::to_string(found) + " are there: one plays");
     } else if (declared < 1) {
@@ -67,7 +74,8 @@ void FrameChecks::Counts()
     const int64_t whole = map_.Whole();
     if (whole < found)
         Add(Grade::error, TagWords(kTagPixelData),
-            std::to_string(found - whole) + " of " + std::to_string(found) + " frames are not whole");
+            std::to_string(found - whole) + " of " + std::to_string(found) +
+                (found > 1 ? " frames" : " frame") + (found - whole > 1 ? " are" : " is") + " not whole");
 }
 
 void FrameChecks::Native()

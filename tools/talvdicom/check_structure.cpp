@@ -21,8 +21,7 @@ struct Group
 
     void Add(const DicomElement& element, const std::string& more = {})
     {
-        if (++count <= kListed)
-            where += (count > 1 ? ", " : "") + PathWords(element) + TagWords(element.tag) + more;
+        if (++count <= kListed) where += (count > 1 ? ", " : "") + PlaceWords(element) + more;
     }
     void Report(Findings* findings) const
     {

@@ -181,7 +181,8 @@ std::string CodestreamWords(const Codestream& stream)
     std::string words = kNames[static_cast<int>(stream.coding)];
     if (stream.coding == Codestream::Coding::unknown) return words;
     if (stream.coding == Codestream::Coding::rle)
-        return words + ", " + std::to_string(stream.rleSegments) + " segments";
+        return words + ", " + std::to_string(stream.rleSegments) +
+               (stream.rleSegments == 1 ? " segment" : " segments");
     if (!stream.process.empty()) words += " " + stream.process;
     words += ", " + std::to_string(stream.width) + " x " + std::to_string(stream.height) + ", " +
              std::to_string(stream.precision) + " bits, " + std::to_string(stream.components) +

@@ -1,6 +1,8 @@
 #include "tools/talvdicom/command_line.h"
 
-#include <map>
+#include <charconv>
+#include <utility>
+#include <vector>
 
 namespace talv {
 namespace {
@@ -10,10 +12,44 @@ CLI::Option* AddParsed(CLI::App* command, const char* name, const char* purpose,
 {
     return command->add_option_function<std::string>(
         name,
-        [parse](const std::string& text) {
-            if (const std::string error = parse(text); !error.empty()) throw CLI::ValidationError(error);
+        [name, parse](const std::string& text) {
+            if (const std::string error = parse(text); !error.empty())
+                throw CLI::ValidationError(name, error);
         },
         purpose);
+}
+
+/// An option that takes one of a few words.
+template <class Value>
+CLI::Option* AddChoice(CLI::App* command, const char* name, const char* purpose,
+                       const std::vector<std::pair<const char*, Value>>& choices, Value* value)
+{
+    return AddParsed(command, name, purpose, [choices, value](const std::string& text) {
+        std::string words;
+        for (const auto& [word, meaning] : choices) {
+            if (text == word) {
+                *value = meaning;
+                return std::string();
+            }
+            words += (words.empty() ? "" : ", ") + std::string(word);
+        }
+        return "\"" + text + "\" is none of " + words;
+    });
+}
+
+/// An option that takes a whole number from 0 on.
+template <class Value>
+CLI::Option* AddCount(CLI::App* command, const char* name, const char* purpose, Value* value)
+{
+    return AddParsed(command, name, purpose, [value](const std::string& text) {
+        int64_t number = 0;
+        const char* const end = text.data() + text.size();
+        const auto [next, error] = std::from_chars(text.data(), end, number);
+        if (error != std::errc() || next != end || number < 0)
+            return "\"" + text + "\" is no whole number from 0 on";
+        *value = number;
+        return std::string();
+    });
 }
 
 void AddFrameChoice(CLI::App* command, FrameRanges* ranges, std::string* text)
@@ -56,10 +92,10 @@ CommandLine::CommandLine() : app("Shows what the Talv DICOM Reader plays of a fi
 
 void CommandLine::AddGeneral()
 {
-    const std::map<std::string, ColourChoice> choices = {
-        {"auto", ColourChoice::automatic}, {"always", ColourChoice::always}, {"never", ColourChoice::never}};
-    app.add_option("--color", colours, "Terminal colours: auto, always or never")
-        ->transform(CLI::Transformer(choices).description(""))
+    AddChoice<ColourChoice>(
+        &app, "--color", "Terminal colours: auto, always or never",
+        {{"auto", ColourChoice::automatic}, {"always", ColourChoice::always}, {"never", ColourChoice::never}},
+        &colours)
         ->type_name("WHEN");
     app.add_option("--max-frame", maxFrameMiB,
                    "Largest decoded frame in MiB, up to 2047 (1024; 256 in 32-bit builds)")
@@ -99,12 +135,10 @@ void CommandLine::AddFrames()
     frames->add_flag("--16bit", framesOptions.sixteenBits, "16-bit PNG of grey frames above 8 bits");
     frames->add_flag("-y,--overwrite", framesOptions.overwrite, "Writes over files that exist");
     frames->add_flag("--raw", framesOptions.raw, "Bitmap rows as they are, top row first, instead of PNG");
-    frames->add_option("--first", framesOptions.first, "First frame, counted from 0")
-        ->check(CLI::NonNegativeNumber.description(""))
+    AddCount(frames, "--first", "First frame, counted from 0", &framesOptions.first)
         ->type_name("N")
         ->excludes("--frames");
-    frames->add_option("--last", framesOptions.last, "Last frame, counted from 0, included")
-        ->check(CLI::NonNegativeNumber.description(""))
+    AddCount(frames, "--last", "Last frame, counted from 0, included", &framesOptions.last)
         ->type_name("M")
         ->excludes("--frames");
 }
@@ -113,22 +147,19 @@ void CommandLine::AddStream()
 {
     stream =
         AddFileCommand("stream", "Video on standard output, for a player or encoder, at the clip's own rate");
-    const std::map<std::string, VideoFormat> formats = {{"y4m", VideoFormat::y4m},
-                                                        {"bgr24", VideoFormat::bgr24},
-                                                        {"rgb24", VideoFormat::rgb24},
-                                                        {"gray", VideoFormat::gray},
-                                                        {"gray16le", VideoFormat::gray16le}};
-    stream
-        ->add_option("--format", streamOptions.format,
-                     "y4m (YUV4MPEG2, the default), or pixels alone: bgr24, rgb24, gray, gray16le")
-        ->transform(CLI::Transformer(formats).description(""))
+    AddChoice<VideoFormat>(stream, "--format",
+                           "y4m (YUV4MPEG2, the default), or pixels alone: bgr24, rgb24, gray, gray16le",
+                           {{"y4m", VideoFormat::y4m},
+                            {"bgr24", VideoFormat::bgr24},
+                            {"rgb24", VideoFormat::rgb24},
+                            {"gray", VideoFormat::gray},
+                            {"gray16le", VideoFormat::gray16le}},
+                           &streamOptions.format)
         ->type_name("NAME");
     AddFrameChoice(stream, &streamOptions.ranges, &streamOptions.framesText);
     AddWindow(stream, &streamOptions.window, &streamOptions.windowText);
     stream->add_flag("--max-speed", streamOptions.maxSpeed, "As fast as the reader takes it");
-    stream
-        ->add_option("--loop", streamOptions.loops, "Plays the clip N times; 0: until the reader has enough")
-        ->check(CLI::NonNegativeNumber.description(""))
+    AddCount(stream, "--loop", "Plays the clip N times; 0: until the reader has enough", &streamOptions.loops)
         ->type_name("N");
     stream->add_flag("--sweep", streamOptions.sweep, "Forward, then backward");
     stream->add_flag("-q,--quiet", streamOptions.quiet, "Without the lines for players on standard error");
@@ -153,6 +184,7 @@ std::string CommandLine::Contradiction() const
 {
     const FramesOptions& f = framesOptions;
     if (f.first && f.last && *f.first > *f.last) return "--first is after --last";
+    if (frames->parsed() && f.directory.empty()) return "--out names no folder";
     if (f.raw && f.sixteenBits) return "--raw and --16bit: rows as they are are no PNG";
     if (frames->parsed() && f.window.kind == WindowKind::none && !f.sixteenBits && !f.raw)
         return "--window none needs --16bit";

@@ -64,7 +64,8 @@ std::string Bash(const CommandLine& line)
         script += std::string("        ") + entry.option + ") COMPREPLY=($(compgen -W \"" + entry.words +
                   "\" -- \"$word\")); return ;;\n";
     script +=
-        "        --out) COMPREPLY=($(compgen -d -- \"$word\")); return ;;\n    esac\n    case $command in\n";
+        "        --out) mapfile -t COMPREPLY < <(compgen -d -- \"$word\"); return ;;\n    esac\n    case "
+        "$command in\n";
     for (const CLI::App* command : Commands(line))
         script +=
             "        " + command->get_name() + ") words=\"" + Joined(OptionNames(*command), " ") + "\" ;;\n";
@@ -75,7 +76,7 @@ std::string Bash(const CommandLine& line)
               "        COMPREPLY=($(compgen -W \"$words " +
               general +
               "\" -- \"$word\"))\n"
-              "    else\n        COMPREPLY=($(compgen -f -- \"$word\"))\n    fi\n}\n"
+              "    else\n        mapfile -t COMPREPLY < <(compgen -f -- \"$word\")\n    fi\n}\n"
               "complete -o filenames -F _talvdicom talvdicom\n";
     return script;
 }

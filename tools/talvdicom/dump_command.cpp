@@ -2,6 +2,7 @@
 #include <cctype>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "dicom/dictionary.h"
@@ -19,56 +20,68 @@
 namespace talv {
 namespace {
 constexpr size_t kShownCharacters = 64;  // of a value, where there is no terminal whose width says more
-constexpr size_t kLeastCharacters = 16;  // of a value, however narrow the terminal
-constexpr size_t kCutMark = 3;           // what CutText adds
-constexpr int kNameWidth = 32;
-constexpr int kMaxIndent = 40;
+constexpr size_t kLeastCharacters = 6;   // of a value and of a name, however narrow the terminal
+constexpr size_t kNarrowWidth = 72;      // terminals below have no columns for lengths and names
+constexpr size_t kNameWidth = 32, kGap = 2;
+constexpr std::string_view kCutMark = "...";  // what CutText adds
 
 /// How lines are laid out.
 struct DumpLayout
 {
-    bool full = false;  ///< values are not cut
+    bool full = false;  ///< nothing is cut
     size_t width = 0;   ///< of the terminal; 0: none
+    bool Narrow() const { return width > 0 && width < kNarrowWidth; }
+    size_t Indent(int depth) const
+    {
+        return static_cast<size_t>(Narrow() ? std::min(depth, 8) : std::min(2 * depth, 40));
+    }
 };
 
-/// Characters of a value that fit on the terminal behind a line's first `used` characters.
-size_t RoomForValue(const DumpLayout& layout, size_t used)
+size_t Subtract(size_t whole, size_t part)
 {
-    return layout.width > used + kLeastCharacters + kCutMark ? layout.width - used - kCutMark
-                                                             : kLeastCharacters;
+    return whole > part ? whole - part : 0;
 }
 
-std::string CutValue(std::string value, const DicomElement& element, const DumpLayout& layout, size_t used)
+/// `text` when it has no more than `room` characters, else its beginning and the mark of a cut in that room;
+/// bytes in hexadecimal are cut between two of them.
+std::string FitText(const std::string& text, size_t room, bool bytes = false)
 {
-    if (layout.full) return value;
-    if (layout.width > 0) return CutText(std::move(value), RoomForValue(layout, used));
-    return IsBinary(element) ? value : CutText(std::move(value), kShownCharacters);
+    if (CutText(text, room) == text) return text;
+    const size_t left = Subtract(room, kCutMark.size());
+    return CutText(text, bytes ? left / 3 * 3 : left);
 }
 
 void PrintElement(DicomDataSet* dataSet, DicomElement* element, int depth, const std::string& path,
                   const DumpLayout& layout)
 {
     const TextStyle& style = OutputStyle();
-    const size_t indent = static_cast<size_t>(std::min(depth * 2, kMaxIndent));
-    const std::string vr = VrText(*element);
-    const std::string name = ElementName(*element);
+    const std::string indent(layout.Indent(depth), ' ');
+    const std::string tag = TagWords(element->tag), vr = VrText(*element);
+    char details[40];
     char length[16] = "-";
     if (element->length != kUndefinedLength)
         std::snprintf(length, sizeof length, "%" PRIu32, element->length);
-    Print("%*s%s%s%s%s %-2s %8s  %s%s%s", static_cast<int>(indent), "", path.c_str(), style.tag,
-          TagWords(element->tag).c_str(), style.plain, vr.c_str(), length, style.name, name.c_str(),
-          style.plain);
+    std::snprintf(details, sizeof details, layout.Narrow() ? " %-2s " : " %-2s %8s  ", vr.c_str(), length);
 
-    std::string value;
+    std::string name = ElementName(*element), value;
     if (element->length != kUndefinedLength) value = ValueText(dataSet, element, layout.full);
-    if (!value.empty()) {
-        const size_t padding = name.size() < kNameWidth ? kNameWidth - name.size() : 0;
-        const size_t used = indent + path.size() + sizeof "(0000,0000) " + std::max<size_t>(vr.size(), 2) +
-                            std::max<size_t>(std::char_traits<char>::length(length), 8) + name.size() +
-                            padding + 4;
-        value = CutValue(std::move(value), *element, layout, used);
-        Print("%*s  %s", static_cast<int>(padding), "", value.c_str());
+    const bool binary = IsBinary(*element);
+    size_t nameWidth = layout.Narrow() ? 0 : kNameWidth;
+    if (layout.width > 0 && !layout.full) {
+        const size_t used = indent.size() + path.size() + tag.size() + std::strlen(details);
+        const size_t kept = value.empty() ? 0 : kGap + kLeastCharacters;
+        const size_t nameRoom = std::max(Subtract(layout.width, used + kept), kLeastCharacters);
+        name = FitText(name, nameRoom);
+        nameWidth = std::max(name.size(), std::min(nameWidth, nameRoom));
+        value = FitText(value, std::max(Subtract(layout.width, used + nameWidth + kGap), kLeastCharacters),
+                        binary);
+    } else if (!layout.full && !binary) {
+        value = CutText(std::move(value), kShownCharacters);
     }
+    Print("%s%s%s%s%s%s%s%s%s", indent.c_str(), path.c_str(), style.tag, tag.c_str(), style.plain, details,
+          style.name, name.c_str(), style.plain);
+    if (!value.empty())
+        Print("%*s%s", static_cast<int>(Subtract(nameWidth, name.size()) + kGap), "", value.c_str());
     Print("\n");
 }
 
@@ -146,9 +159,10 @@ int PrintFound(DicomDataSet* dataSet, const std::string& file, const DumpOptions
         if (pattern.Matches(*element)) found.push_back(element);
     if (options.json) WriteOutput(ElementsAsJson(dataSet, file, found) + "\n");
     if (found.empty()) return Complain(file, "no element is named or numbered " + options.find);
+    ItemNumbers numbers;
     for (DicomElement* element : found) {
         if (options.json || OutputEnded()) break;
-        PrintTree(dataSet, element, PathWords(*element), layout);
+        PrintTree(dataSet, element, PathWords(*element, &numbers), layout);
     }
     return kDone;
 }
@@ -163,6 +177,7 @@ int RunDump(const std::string& file, const DumpOptions& options)
     const DicomStatus status = LoadFile(dataSet.get(), input.Name().c_str(), 0);
     if (status != kDicomOk) return Complain(file, LoadRefusal(input.Name().c_str(), status));
     input.RemoveCopy();
+    if (dataSet->tree.first == nullptr) return Complain(file, "there are no data elements in it");
     const DumpLayout layout = {options.fullValues, static_cast<size_t>(OutputWidth())};
     if (!options.find.empty()) return PrintFound(dataSet.get(), file, options, layout);
     if (options.json) {

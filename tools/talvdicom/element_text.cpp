@@ -108,8 +108,21 @@ std::string TextInUtf8(DicomDataSet* dataSet, const std::string& text)
     return utf8;
 }
 
-std::string PathWords(const DicomElement& element)
+int ItemNumbers::Of(const DicomElement& item)
 {
+    Known& known = ofParent_[item.parent];
+    int steps = 1;
+    const DicomElement* before = &item;
+    for (; before != nullptr && before != known.item; before = before->prevSibling) ++steps;
+    // Behind the item that was asked for last the way is short, else it begins at the first one.
+    known = {&item, before != nullptr ? known.number + steps - 1 : steps - 1};
+    return known.number;
+}
+
+std::string PathWords(const DicomElement& element, ItemNumbers* numbers)
+{
+    ItemNumbers own;
+    if (numbers == nullptr) numbers = &own;
     std::string path, number;
     for (const DicomElement* around = element.parent; around != nullptr; around = around->parent) {
         if (around->tag != kTagItem) {
@@ -117,11 +130,18 @@ std::string PathWords(const DicomElement& element)
             number.clear();
             continue;
         }
-        int count = 1;
-        for (const DicomElement* item = around->prevSibling; item != nullptr; item = item->prevSibling)
-            ++count;
-        number = "[" + std::to_string(count) + "]";
+        number = "[" + std::to_string(numbers->Of(*around)) + "]";
     }
     return path;
+}
+
+std::string PlaceWords(const DicomElement& element)
+{
+    const DicomElement* const around = element.parent;
+    if (element.tag != kTagItem || around == nullptr) return PathWords(element) + TagWords(element.tag);
+    const std::string place = PathWords(*around) + TagWords(around->tag);
+    const int number = ItemNumbers().Of(element);
+    if (around->vr == MakeVr('S', 'Q')) return place + "[" + std::to_string(number) + "]";
+    return number > 1 ? place + " fragment " + std::to_string(number - 1) : place + " offset table";
 }
 }  // namespace talv

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "dicom/reader.h"
 #include "image/frame_bytes.h"
 #include "image/pixel_layout.h"
 
@@ -23,11 +24,14 @@ bool FrameMap::IsWhole(int64_t frame) const
     FrameLocation location;
     if (!Locate(frame, &location)) return false;
     if (location.fragments.empty()) {
-        const bool coded = description_.compression != 0;
-        // Packed samples of 12 bits take less room than the frame size that places the frames.
-        const uint64_t packed = coded ? 0 : MakePixelLayout(description_).frameBytes;
-        const uint64_t wanted =
-            coded ? location.element->length : std::min<uint64_t>(description_.frameSize, packed);
+        uint64_t wanted = location.element->length;
+        if (description_.compression == kCompressionNone) {
+            wanted = description_.frameSize;
+            // Packed samples of 12 bits take less room than the frame size that places the frames.
+            const PixelLayout layout = MakePixelLayout(description_);
+            if (layout.pixelStride == 0)
+                wanted = std::min<uint64_t>(wanted, uint64_t{layout.rowStride} * layout.rows);
+        }
         return wanted > 0 && FrameBytesPresent(location, wanted) == wanted;
     }
     uint64_t wanted = 0;

@@ -14,16 +14,9 @@ namespace {
 constexpr uint32_t kTagRescaleIntercept = 0x00281052, kTagRescaleSlope = 0x00281053;
 constexpr size_t kShownTags = 5, kShownFindings = 5;  // info is one screen
 
-/// One line of the answer, cut to the terminal.
 void PrintLine(const char* label, const std::string& text)
 {
-    constexpr size_t kLabelWidth = 11;
-    const int width = OutputWidth();
-    std::string shown = PrintableText(text);
-    if (width > 0)
-        shown = CutText(std::move(shown), std::max<size_t>(static_cast<size_t>(width), 40) - kLabelWidth - 5);
-    Print("  %s%-*s%s%s\n", OutputStyle().tag, static_cast<int>(kLabelWidth), label, OutputStyle().plain,
-          shown.c_str());
+    PrintFact("  ", OutputStyle().tag, label, 11, text);
 }
 
 std::string Number(double value)
@@ -121,7 +114,9 @@ std::string FrameWordsOf(const FrameTimeline& timeline, const FileFacts& facts, 
                  " whole";
     const double seconds = static_cast<double>(std::max<int64_t>(timeline.frameCount, 1)) *
                            static_cast<double>(timeline.frameTimeUnits) / 1e7;
-    return words + "; " + Number(seconds) + " s";
+    char length[40];
+    std::snprintf(length, sizeof length, seconds < 1000 ? "; %.3g s" : "; %.0f s", seconds);
+    return words + length;
 }
 
 void PrintTiming(const FrameTimeline& timeline, const FileFacts& facts)

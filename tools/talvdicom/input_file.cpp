@@ -21,11 +21,14 @@ struct CloseFile
 };
 using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 
-/// The narrow form of `path` when the core can open a file by it.
+/// The narrow form of `path` when the core can open a file by it. A name that is not UTF-8, which POSIX
+/// allows, has no wide form.
 bool CoreTakes(const std::filesystem::path& path, std::string* narrow)
-{
+try {
     const std::u16string wide = path.u16string();
     return wide.size() + 1 <= kMaxFileName && NarrowFromWide(wide, narrow);
+} catch (const std::filesystem::filesystem_error&) {
+    return false;
 }
 
 std::string SystemText(int code)
@@ -53,12 +56,15 @@ bool InputFile::Prepare(const std::string& name, std::string* refusal)
         *refusal = "this is a folder, not a file";
         return false;
     }
+    if (status.type() == std::filesystem::file_type::fifo) return CopyFrom(&path, refusal);
     if (status.type() != std::filesystem::file_type::regular) {
         *refusal = "this is no regular file; pipe it in and name it -";
         return false;
     }
-    if (CoreTakes(path, &name_)) return true;
-    return CopyFrom(&path, refusal);
+    if (!CoreTakes(path, &name_)) return CopyFrom(&path, refusal);
+    const OpenFile readable(OpenForReading(path));
+    if (readable == nullptr) *refusal = "the file cannot be opened: " + SystemText(errno);
+    return readable != nullptr;
 }
 
 bool InputFile::CopyFrom(const std::filesystem::path* source, std::string* refusal)

@@ -4,8 +4,9 @@
 #include <string>
 
 namespace talv {
-/// A file that the core can open by name. Standard input, and a file whose name the core cannot take (too
-/// long, or without a form in the system's narrow encoding), are copied into a temporary file first.
+/// A file that the core can open by name. Standard input, a named pipe, and a file whose name the core cannot
+/// take (too long, or without a form in the system's narrow encoding), are copied into a temporary file
+/// first.
 class InputFile
 {
   public:

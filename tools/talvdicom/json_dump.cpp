@@ -6,6 +6,8 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "dicom/value_class.h"
+#include "dicom/value_parse.h"
 #include "dicom/value_records.h"
 #include "tools/talvdicom/element_text.h"
 
@@ -39,9 +41,45 @@ std::string Place(const std::string& file, uint64_t offset, uint64_t length)
     return file + "?offset=" + std::to_string(offset) + "&length=" + std::to_string(length);
 }
 
-/// Values of one element as its VR has them; null when they cannot be read.
+/// A text value; empty ones have no value (PS3.18 F.2.5).
+Json TextOrNull(const std::string& text)
+{
+    return text.empty() ? Json() : Json(text);
+}
+
+/// A person name by its component groups (PS3.5 6.2.1).
+Json PersonName(const std::string& text)
+{
+    Json groups = Json::object();
+    size_t start = 0;
+    for (const char* const group : {"Alphabetic", "Ideographic", "Phonetic"}) {
+        const size_t end = std::min(text.find('=', start), text.size());
+        if (end > start) groups[group] = text.substr(start, end - start);
+        start = std::min(end + 1, text.size());
+    }
+    return groups.empty() ? Json() : groups;
+}
+
+/// Dates, times and ages as the file has them.
+Json StoredTexts(DicomDataSet* dataSet, DicomElement* element)
+{
+    std::string bytes(element->length, '\0');
+    bytes.resize(dataSet->ReadValueBytes(element, 0, bytes.data(), bytes.size()));
+    Json list = Json::array();
+    std::string_view rest = bytes;
+    for (;;) {
+        const size_t end = rest.find('\\');
+        list.push_back(TextOrNull(std::string(TrimValue(rest.substr(0, end)))));
+        if (end == std::string_view::npos) return list;
+        rest.remove_prefix(end + 1);
+    }
+}
+
+/// Values of one element as its VR has them.
 Json Values(DicomDataSet* dataSet, DicomElement* element)
 {
+    const ValueClass valueClass = ValueClassOf(element->vr);
+    if (valueClass >= kClassAges) return StoredTexts(dataSet, element);
     const int32_t count = dataSet->GetValueCount(element);
     const auto all = static_cast<uint32_t>(std::max(count, 0));
     Json list = Json::array();
@@ -55,9 +93,9 @@ Json Values(DicomDataSet* dataSet, DicomElement* element)
     } else if (element->vr == MakeVr('P', 'N')) {
         char** const names = dataSet->GetStrings(element, 0, all);
         for (uint32_t i = 0; names != nullptr && i < all; ++i)
-            list.push_back({{"Alphabetic", TextInUtf8(dataSet, names[i])}});
+            list.push_back(PersonName(TextInUtf8(dataSet, names[i])));
     } else if (char** const texts = dataSet->GetStrings(element, 0, all); texts != nullptr) {
-        for (uint32_t i = 0; i < all; ++i) list.push_back(TextInUtf8(dataSet, texts[i]));
+        for (uint32_t i = 0; i < all; ++i) list.push_back(TextOrNull(TextInUtf8(dataSet, texts[i])));
     } else if (element->vr == MakeVr('U', 'S')) {
         const uint16_t* const words = dataSet->GetWords(element, 0, all);
         for (uint32_t i = 0; words != nullptr && i < all; ++i) list.push_back(words[i]);
@@ -81,7 +119,7 @@ Json Values(DicomDataSet* dataSet, DicomElement* element)
         }
         if (list.size() != all) list.clear();
     }
-    // Dates, times and ages in the form of the file.
+    // Numbers that JSON has no form for.
     if (list.empty() && all > 0) list.push_back(ValueText(dataSet, element, true));
     dataSet->ReleaseValues(element);
     return list;
@@ -89,15 +127,22 @@ Json Values(DicomDataSet* dataSet, DicomElement* element)
 
 Json AsJson(DicomDataSet* dataSet, DicomElement* element, const std::string& file);
 
+/// The elements of one level, from `first` on.
+Json LevelAsJson(DicomDataSet* dataSet, DicomElement* first, const std::string& file)
+{
+    Json object = Json::object();
+    // Tags are unique in a level; the object's own way of adding searches all that are there.
+    Json::object_t::Container& members = object.get_ref<Json::object_t&>();
+    for (DicomElement* element = first; element != nullptr; element = element->nextSibling)
+        members.emplace_back(TagKey(element->tag), AsJson(dataSet, element, file));
+    return object;
+}
+
 Json ItemsAsJson(DicomDataSet* dataSet, DicomElement* sequence, const std::string& file)
 {
     Json items = Json::array();
-    for (DicomElement* item = sequence->firstChild; item != nullptr; item = item->nextSibling) {
-        Json object = Json::object();
-        for (DicomElement* element = item->firstChild; element != nullptr; element = element->nextSibling)
-            object[TagKey(element->tag)] = AsJson(dataSet, element, file);
-        items.push_back(std::move(object));
-    }
+    for (DicomElement* item = sequence->firstChild; item != nullptr; item = item->nextSibling)
+        items.push_back(LevelAsJson(dataSet, item->firstChild, file));
     return items;
 }
 
@@ -138,18 +183,16 @@ std::string Text(const Json& json)
 
 std::string DataSetAsJson(DicomDataSet* dataSet, const std::string& file)
 {
-    Json object = Json::object();
-    for (DicomElement* element = dataSet->tree.first; element != nullptr; element = element->nextSibling)
-        object[TagKey(element->tag)] = AsJson(dataSet, element, file);
-    return Text(object);
+    return Text(LevelAsJson(dataSet, dataSet->tree.first, file));
 }
 
 std::string ElementsAsJson(DicomDataSet* dataSet, const std::string& file,
                            const std::vector<DicomElement*>& elements)
 {
     Json list = Json::array();
+    ItemNumbers numbers;
     for (DicomElement* element : elements) {
-        Json object = {{"path", PathWords(*element) + TagWords(element->tag)},
+        Json object = {{"path", PathWords(*element, &numbers) + TagWords(element->tag)},
                        {"name", ElementName(*element)}};
         object.update(AsJson(dataSet, element, file));
         list.push_back(std::move(object));

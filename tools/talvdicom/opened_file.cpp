@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "codecs/codec_status.h"
 #include "dicom/dictionary.h"
 #include "dicom/reader.h"
 #include "image/pixel_layout.h"
@@ -13,7 +14,6 @@ namespace {
 constexpr uint32_t kTagNumberOfFrames = 0x00280008;
 constexpr char kDeflatedSyntax[] = "1.2.840.10008.1.2.1.99";
 constexpr uint64_t kMetaStart = 132;
-constexpr char kCheckHint[] = "; talvdicom check tells what is wrong with the file";
 
 void KeepNotice(const char* text, const char*, uint32_t, void* context)
 {
@@ -121,7 +121,7 @@ int64_t OpenedFile::FramesToDecode()
 
 std::string OpenedFile::ExplainRefusal(const std::string& notice)
 {
-    if (notice.empty()) return "the file cannot be played" + std::string(kCheckHint);
+    if (notice.empty()) return "the file cannot be played" + CheckHint();
     const auto status = static_cast<DicomStatus>(source.lastRefusal);
     if (!source.fileNameSet) {
         if (status == kDicomOk) return notice;
@@ -134,7 +134,12 @@ std::string OpenedFile::ExplainRefusal(const std::string& notice)
     if (source.dataSet->FindFirstElement(nullptr, kTagPixelData, false) == nullptr)
         return notice + "; talvdicom dump shows what it holds";
     const std::string syntax = compression != kCompressionNone ? " (" + TransferSyntaxName(uid) + ")" : "";
-    return notice + ": " + DicomStatusText(status) + syntax + ImageHint(status);
+    return notice + ": " + StatusWords(status) + syntax + ImageHint(status);
+}
+
+std::string OpenedFile::CheckHint() const
+{
+    return isCheck ? "" : "; talvdicom check tells what is wrong with the file";
 }
 
 /// What to try when an image gave `status`.
@@ -151,7 +156,7 @@ std::string OpenedFile::ImageHint(DicomStatus status)
             return "; a frame takes " + std::to_string(bytes >> 20) + " MiB, --max-frame raises the limit";
         if (bytes > uint64_t{64} << 20) return "; --any-size takes a frame however few bytes it is made of";
     }
-    return kCheckHint;
+    return CheckHint();
 }
 
 std::string OpenedFile::FrameRefusal(int64_t frame, DicomStatus status)
@@ -161,7 +166,7 @@ std::string OpenedFile::FrameRefusal(int64_t frame, DicomStatus status)
     if (position >= 0) text += " at byte " + std::to_string(position);
     text += ": ";
     if (position >= 0 && !Frames().IsWhole(frame)) return text + "the file ends before it does";
-    return text + DicomStatusText(status) + ImageHint(status);
+    return text + StatusWords(status) + ImageHint(status);
 }
 
 std::string TagText(DicomDataSet* dataSet, uint32_t tag)
@@ -192,6 +197,36 @@ std::string TransferSyntaxName(const std::string& uid)
     if (uid.empty()) return "no transfer syntax";
     const char* const name = FindUidName(uid.c_str());
     return name != nullptr ? name : "no name in the dictionary";
+}
+
+std::string StatusWords(DicomStatus status)
+{
+    const int32_t code = static_cast<int16_t>(status);
+    if (code >= 0 || status == kDicomWrongStructSize) return DicomStatusText(status);
+    const char* words = "its stream cannot be decoded";
+    switch (code) {
+        case kCodecNoMemory:
+            words = "out of memory for its stream";
+            break;
+        case kCodecUnsupported:
+            words = "its stream is damaged, or of a kind that is not decoded";
+            break;
+        case kCodecSixteenBits:
+        case kCodecBadDepth:
+            words = "its stream has another depth than the attributes say";
+            break;
+        case kCodecTooNarrow:
+            words = "its stream is wider than the attributes say";
+            break;
+        case kCodecNoQuantTable:
+        case kCodecNoDcTable:
+        case kCodecNoAcTable:
+            words = "its stream lacks a table";
+            break;
+        default:
+            break;
+    }
+    return words + (" (code " + std::to_string(code) + ")");
 }
 
 std::string FrameWords(int64_t frame)

@@ -37,8 +37,10 @@ class OpenedFile
     FrameTimeline timeline;
     FrameSource source;
     std::string refusal;
+    bool isCheck = false;  ///< refusals need not name the command that explains them
 
   private:
+    std::string CheckHint() const;
     std::string ExplainRefusal(const std::string& notice);
     std::string ImageHint(DicomStatus status);
 
@@ -55,6 +57,8 @@ std::string LoadRefusal(const char* fileName, DicomStatus status);
 bool TagReal(DicomDataSet* dataSet, uint32_t tag, double* value);
 /// Name of the transfer syntax `uid`, or what stands for it when it is absent or unknown.
 std::string TransferSyntaxName(const std::string& uid);
+/// What a status of image extraction says; those of codecs come with their number.
+std::string StatusWords(DicomStatus status);
 /// "frame 3" for frame 2: words count frames from 1.
 std::string FrameWords(int64_t frame);
 }  // namespace talv

@@ -1,9 +1,11 @@
 #include "tools/talvdicom/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <system_error>
 
 #include "tools/talvdicom/commands.h"
@@ -74,6 +76,20 @@ bool Print(const char* format, ...)
     return NoteFailure(written >= 0);
 }
 
+void PrintFact(const char* indent, const char* colour, const char* label, int labelWidth,
+               const std::string& text)
+{
+    constexpr int kLeastWidth = 40;
+    const int width = OutputWidth(), before = static_cast<int>(std::strlen(indent)) + labelWidth;
+    const size_t room = width > 0 ? static_cast<size_t>(std::max(width, kLeastWidth) - before) : SIZE_MAX;
+    for (const std::string& line : WrapText(PrintableText(text), room)) {
+        const int padding = labelWidth - static_cast<int>(std::strlen(label));
+        Print("%s%s%s%s%*s%s\n", indent, colour, label, *colour != '\0' ? style.plain : "", padding, "",
+              line.c_str());
+        label = colour = "";
+    }
+}
+
 bool OutputEnded()
 {
     return failure != 0;
@@ -91,7 +107,7 @@ int FinishOutput(int status)
 int Complain(const std::string& file, const std::string& message)
 {
     FlushOutput();
-    if (!Interrupted()) Say(file + ": " + message);
+    if (!Interrupted()) Say((file.empty() ? "\"\"" : file) + ": " + message);
     return kRefused;
 }
 

@@ -32,6 +32,10 @@ bool WriteOutput(const std::string& text);
 bool FlushOutput();
 /// printf on standard output.
 [[gnu::format(gnu_printf, 1, 2)]] bool Print(const char* format, ...);
+/// A line of `indent`, `label` in `colour` padded to `labelWidth`, and `text`; on a terminal as many lines as
+/// the text takes.
+void PrintFact(const char* indent, const char* colour, const char* label, int labelWidth,
+               const std::string& text);
 /// True when writing failed, mostly because nobody reads any more: time to stop.
 bool OutputEnded();
 /// The exit status of a run that would end with `status`: 1, with a message, when standard output could not

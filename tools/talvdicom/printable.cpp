@@ -60,6 +60,25 @@ std::string PrintableLines(std::string_view text)
     return lines;
 }
 
+std::vector<std::string> WrapText(const std::string& text, size_t characters)
+{
+    std::vector<std::string> lines;
+    size_t start = 0;
+    do {
+        size_t end = start, blank = 0;  // of the line, and behind its last blank that may end it
+        for (size_t i = 0; i < characters && end < text.size(); ++i) {
+            const bool isBlank = text[end] == ' ';
+            NextCharacter(text, &end);
+            if (isBlank) blank = end;
+        }
+        if (end < text.size() && text[end] != ' ' && blank > start) end = blank;
+        lines.push_back(text.substr(start, end - start));
+        lines.back().erase(lines.back().find_last_not_of(' ') + 1);
+        start = std::min(text.find_first_not_of(' ', end), text.size());
+    } while (start < text.size());
+    return lines;
+}
+
 std::string CutText(std::string text, size_t characters)
 {
     size_t position = 0;

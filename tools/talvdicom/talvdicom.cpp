@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <sstream>
 
 #include "dicom/allocator.h"
 #include "dicom/dictionary.h"
@@ -44,6 +45,17 @@ int WrongUsage(const std::string& message)
     return kWrongUsage;
 }
 
+/// The parser's words, but for what it leaves over where something else is missing.
+std::string UsageText(const CommandLine& line, const CLI::ParseError& error)
+{
+    const std::vector<std::string> rest = line.app.remaining(true);
+    if (line.app.get_subcommands().empty())
+        return rest.empty() ? "a command is missing" : "\"" + rest.front() + "\" is no command";
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !rest.empty())
+        return "\"" + rest.front() + "\" is no option here; a name that begins with - goes behind --";
+    return error.what();
+}
+
 int RunCommand(const CommandLine& line)
 {
     if (line.info->parsed()) return RunInfo(line.file, line.json);
@@ -66,8 +78,11 @@ int Run(int argc, char** argv)
         std::reverse(arguments.begin(), arguments.end());  // the order in which the parser takes them
         line.app.parse(arguments);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return line.app.exit(error);  // help and version
-        return WrongUsage(error.what());
+        if (error.get_exit_code() != 0) return WrongUsage(UsageText(line, error));
+        std::ostringstream answer;  // help or version
+        line.app.exit(error, answer, answer);
+        WriteOutput(answer.str());
+        return kDone;
     }
     if (const std::string error = line.Contradiction(); !error.empty()) return WrongUsage(error);
     ChooseColours(line.colours);

@@ -96,7 +96,7 @@ HRESULT GreyDisplayFilter::Convert(IMediaSample* in, IMediaSample* out, const Rg
     }
     if (!block) return VFW_E_NOT_CONNECTED;
     ConvertGreyFrame(*block, *table, frame, static_cast<size_t>(frameBytes),
-                     {pixels, form.bytes, form.stride, form.topDown}, &scratch_);
+                     {pixels, form.bytes, form.stride, form.topDown});
     CopyProperties(in, out);
     return out->SetActualDataLength(static_cast<LONG>(form.bytes));
 }

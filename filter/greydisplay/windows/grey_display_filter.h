@@ -72,7 +72,6 @@ class GreyDisplayFilter final : public ComObject, public IBaseFilter, public ITV
     Lock transitionLock_;
     mutable Lock displayLock_;
     GreyDisplay display_;
-    std::vector<uint8_t> scratch_;  ///< the stream's
     std::atomic<int> state_{State_Stopped};
     GraphPlace place_;
     ComPointer<IReferenceClock> clock_;
