@@ -171,14 +171,16 @@ DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loa
 DicomStatus LoadFile(DicomDataSet* dataSet, const char* fileName, uint16_t loadFlags)
 {
     if (dataSet == nullptr || fileName == nullptr || dataSet->readOnly) return kDicomInvalidArgument;
+    char name[kMaxFileName] = {};  // a copy: the data set's own name goes
+    const size_t nameLength = std::strlen(fileName);
+    if (nameLength < kMaxFileName) std::memcpy(name, fileName, nameLength);
     // Not the current stream: it may be a caller's, gone by now.
     dataSet->ResetDataSet(false);
     dataSet->currentStream = &dataSet->fileStream;
-    if (!dataSet->fileStream.Open(fileName, kStreamFileFlags)) return kDicomFileNotOpened;
+    if (!dataSet->fileStream.Open(name, kStreamFileFlags)) return kDicomFileNotOpened;
     const DicomStatus status = LoadDataSet(dataSet, &dataSet->fileStream, loadFlags, false);
     if (status != kDicomOk) return status;
-    const size_t nameLength = std::strlen(fileName);
-    if (nameLength < kMaxFileName) std::memcpy(dataSet->fileName, fileName, nameLength + 1);
+    std::memcpy(dataSet->fileName, name, sizeof name);
 
     DicomStatus repaired = kDicomOk;
     for (uint32_t i = 0; i < dataSet->warningCount && repaired == kDicomOk; ++i) {

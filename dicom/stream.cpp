@@ -169,7 +169,7 @@ bool DicomStream::SpillToFile()
 
 bool DicomStream::Seek(int64_t offset, int origin)
 {
-    if (origin < 0 || origin > 2) return false;
+    if (!isOpen_ || origin < 0 || origin > 2) return false;
     const uint64_t base = origin == 0 ? 0 : origin == 1 ? position_ : size_;
     if (offset < 0 && base < uint64_t{0} - static_cast<uint64_t>(offset)) return false;
     const uint64_t target = base + static_cast<uint64_t>(offset);

@@ -79,6 +79,7 @@ TEST(LoadDataSet, RefusesWhatTheFlagsRuleOut)
     EXPECT_EQ(LoadDataSet(&dataSet, nullptr, 0, false), kDicomInvalidArgument);
     EXPECT_EQ(LoadFile(&dataSet, "no such file", 0), kDicomFileNotOpened);
     DicomStream stream;
+    EXPECT_EQ(LoadDataSet(&dataSet, &stream, 0, false), kDicomSeekFailed);
     stream.OpenMemory(bare.data(), bare.size());
     dataSet.readOnly = true;
     EXPECT_EQ(LoadDataSet(&dataSet, &stream, 0, false), kDicomInvalidArgument);
@@ -254,6 +255,7 @@ TEST(LoadFile, RepairsFiftyOddLengthsAndRefusesFiftyOne)
     const TemporaryFile file = numbers.Header(kTagPixelData, "OW", 3).Raw({1, 2, 3}).Save();
     DicomDataSet dataSet;
     ASSERT_EQ(LoadFile(&dataSet, file.Path(), 0), kDicomOk);
+    ASSERT_EQ(LoadFile(&dataSet, dataSet.fileName, 0), kDicomOk);
     EXPECT_EQ(dataSet.GetValueCount(dataSet.FindFirstElement(nullptr, 0x00280010, true)), 1);
     EXPECT_EQ(dataSet.GetValueCount(dataSet.FindFirstElement(nullptr, kTagPixelData, true)), 2);
     EXPECT_EQ(LoadedBytes(BareFile().ExplicitLittle().Header(0x00090010, "LO", 3).Raw("abc").Bytes(),
