@@ -128,10 +128,6 @@ DicomElement* DicomDataSet::InsertElement(DicomElement* neighbour, bool asChild,
 {
     if (!CheckElement(neighbour)) return nullptr;
     DicomElement* const parent = asChild || neighbour == nullptr ? neighbour : neighbour->parent;
-    if (vr == 0) {
-        const ElementEntry* const entry = FindElementEntry(tag);
-        vr = entry != nullptr ? entry->vr : 0;
-    }
     DicomElement* created = nullptr;
     CreateElement(parent, tag, vr, undefinedLength, itemIndex, &created);
     return created;
@@ -150,6 +146,10 @@ DicomStatus DicomDataSet::CreateElement(DicomElement* parent, uint32_t tag, uint
     *created = nullptr;
     if (readOnly || IsNeverStored(tag)) return kDicomOk;
     if (parent != nullptr && parent->length != kUndefinedLength) return kDicomOk;
+    if (vr == 0) {
+        const ElementEntry* const entry = FindElementEntry(tag);
+        vr = entry != nullptr ? entry->vr : 0;
+    }
     try {
         DicomElement* before = nullptr;
         if (tag != kTagItem) {

@@ -104,7 +104,9 @@ struct IodNode : TreeLinks<IodNode>
     uint16_t usage = 0;
     uint32_t code = 0;  ///< number of the IOD from 0, number of the module from 1, tag of the attribute
     const char* name = nullptr;
-    const char* description = nullptr;  ///< IODs: the SOP class UIDs, separated by backslashes; else null
+    /// IODs: the SOP class UIDs, separated by backslashes; attributes: what they tell, where the dictionary
+    /// has words for it; else null.
+    const char* description = nullptr;
 };
 
 inline constexpr uint16_t kNoIod = 0xFFFF;

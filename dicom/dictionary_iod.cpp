@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <string_view>
 
 #include "dicom/allocator.h"
@@ -25,6 +27,14 @@ struct IodBlock
 /// Blocks are made without a lock: when two threads ask for the same IOD at once, one block is kept.
 constinit std::atomic<IodBlock*> blocks[kIodCount] = {};
 
+const char* DescriptionOf(uint32_t tag)
+{
+    const auto* const row = std::lower_bound(
+        std::begin(kDescriptionTable), std::end(kDescriptionTable), tag,
+        [](const DescriptionRow& candidate, uint32_t wanted) { return candidate.tag < wanted; });
+    return row != std::end(kDescriptionTable) && row->tag == tag ? row->text : nullptr;
+}
+
 /// Links `module` with its attributes under `iod`, taking nodes from `next` on; returns the node after them.
 IodNode* LinkModule(Tree<IodNode>* tree, IodNode* iod, const ModuleUseRow& use, IodNode* next)
 {
@@ -50,6 +60,7 @@ IodNode* LinkModule(Tree<IodNode>* tree, IodNode* iod, const ModuleUseRow& use, 
         node->code = attribute.tag;
         node->name =
             FindElementEntry(attribute.tag)->name;  // the table's generator refuses unnamed attributes
+        node->description = DescriptionOf(attribute.tag);
         LinkNode(tree, node, parent, LinkPosition::lastChild);
         parent = node;
         parentLevel = attribute.level;

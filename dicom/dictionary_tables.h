@@ -20,6 +20,7 @@ inline constexpr size_t kIodCount = 109;
 inline constexpr size_t kModuleUseCount = 1350;
 inline constexpr size_t kModuleCount = 244;
 inline constexpr size_t kAttributeCount = 6817;
+inline constexpr size_t kDescriptionCount = 213;
 inline constexpr size_t kDimseCommandCount = 23;
 inline constexpr size_t kDimseFieldCount = 183;
 
@@ -30,6 +31,13 @@ struct AttributeRow
     uint32_t tag;
     uint8_t level;  ///< 1 directly in the module
     uint8_t usage;
+};
+
+/// What an attribute tells; sorted by tag.
+struct DescriptionRow
+{
+    uint32_t tag;
+    const char* text;
 };
 
 /// A module, numbered from 1 by its place in the table.
@@ -128,6 +136,7 @@ extern const IodRow kIodTable[kIodCount];
 extern const ModuleUseRow kModuleUseTable[kModuleUseCount];
 extern const ModuleRow kModuleTable[kModuleCount];
 extern const AttributeRow kAttributeTable[kAttributeCount];
+extern const DescriptionRow kDescriptionTable[kDescriptionCount];
 extern const DimseCommand kDimseCommandTable[kDimseCommandCount];
 extern const DimseField kDimseFieldTable[kDimseFieldCount];
 }  // namespace talv

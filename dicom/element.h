@@ -30,6 +30,7 @@ constexpr uint16_t MakeVr(char first, char second)
 inline constexpr uint16_t kVrUnknownYet = 0xFFFF;  ///< implicit VR, not looked up yet
 inline constexpr uint32_t kUndefinedLength = 0xFFFFFFFF;
 
+inline constexpr uint16_t kMetaGroup = 0x0002;
 inline constexpr uint32_t kTagTransferSyntaxUid = 0x00020010;
 inline constexpr uint32_t kTagPixelData = 0x7FE00010;
 inline constexpr uint32_t kTagItem = 0xFFFEE000;

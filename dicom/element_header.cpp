@@ -4,7 +4,6 @@
 
 namespace talv {
 namespace {
-constexpr uint16_t kMetaGroup = 0x0002;
 constexpr uint16_t kVrOB = MakeVr('O', 'B');
 constexpr uint16_t kVrUT = MakeVr('U', 'T');
 
@@ -27,6 +26,11 @@ bool IsLongForm(uint16_t vr)
 }
 }  // namespace
 
+bool NamesVr(const uint8_t* letters)
+{
+    return FindVrEntry(Load16(letters, false)) != nullptr;
+}
+
 DicomStatus DecodeElementHeader(const uint8_t* bytes, size_t available, bool littleEndian, bool explicitVr,
                                 ElementHeader* header)
 {
@@ -45,7 +49,7 @@ DicomStatus DecodeElementHeader(const uint8_t* bytes, size_t available, bool lit
 
     if (group == kMetaGroup) {
         if (available < 6) return kDicomShortRead;
-        explicitVr = FindVrEntry(Load16(bytes + 4, false)) != nullptr;  // some writers left the VRs out
+        explicitVr = NamesVr(bytes + 4);  // some writers left the VRs out
     }
     if (available < 8) return kDicomShortRead;
     if (header->tag == kTagItem || IsDelimiter(header->tag)) {

@@ -25,6 +25,9 @@ constexpr bool IsDelimiter(uint32_t tag)
     return tag == kTagItemDelimiter || tag == kTagSequenceDelimiter;
 }
 
+/// True when `letters`, the two bytes where explicit VR has its VR, are one that the library knows.
+bool NamesVr(const uint8_t* letters);
+
 /// Decodes the element header at `bytes`, of which `available` exist (kLargestHeader are always enough).
 /// Results as ReadElementHeader, except that the length is not judged.
 DicomStatus DecodeElementHeader(const uint8_t* bytes, size_t available, bool littleEndian, bool explicitVr,

@@ -68,7 +68,7 @@ void LevelIndex::NoteLinked(DicomElement* element) noexcept
     if (entry == levels_.end()) return;
     Level& level = entry->second;
     if (element->tag == kTagItem) {
-        if (level.firstItem == nullptr) level.firstItem = element;
+        if (level.firstItem == nullptr || level.firstItem == element->nextSibling) level.firstItem = element;
         return;
     }
     try {

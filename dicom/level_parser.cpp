@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "dicom/element_header.h"
+#include "dicom/value_class.h"
 
 namespace talv {
 namespace {
-constexpr uint16_t kVrSQ = MakeVr('S', 'Q');
 constexpr size_t kMaxLevels =
     2 * size_t{kMaxNesting} + 1;              // each sequence opens one level, each item another
 constexpr uint64_t kSmallestRead = 2;         // the first field of a header
@@ -23,6 +23,7 @@ bool IsDirectoryOffset(uint32_t tag)
 DicomStatus LevelParser::Run()
 {
     levels_.assign(1, Level());
+    levels_.back().explicitVr = (dataSet_->mode & kModeExplicitVr) != 0;
     while (!levels_.empty()) {
         ElementHeader header;
         DicomStatus status = ReadHeader(&header);
@@ -39,9 +40,8 @@ DicomStatus LevelParser::ReadHeader(ElementHeader* header)
 {
     size_t available = 0;
     const uint8_t* const bytes = window_.Peek(position_, kLargestHeader, &available);
-    const DicomStatus status =
-        DecodeElementHeader(bytes, available, (dataSet_->mode & kModeLittleEndian) != 0,
-                            (dataSet_->mode & kModeExplicitVr) != 0, header);
+    const DicomStatus status = DecodeElementHeader(
+        bytes, available, (dataSet_->mode & kModeLittleEndian) != 0, levels_.back().explicitVr, header);
     // Nothing read although the stream goes on is a read error, not the end.
     if (status == kDicomEndOfStream && position_ + kSmallestRead <= stream_->Size()) return kDicomShortRead;
     return status == kDicomOk ? ToleratesLength(dataSet_, header->length) : status;
@@ -49,6 +49,7 @@ DicomStatus LevelParser::ReadHeader(ElementHeader* header)
 
 DicomStatus LevelParser::HandleElement(const ElementHeader& header)
 {
+    if (ContradictsAttempt(header)) return kDicomNotDicom;
     Level& level = levels_.back();
     if (level.parentTag == kTagPixelData && header.tag != kTagItem && header.tag != kTagSequenceDelimiter)
         return kDicomEndOfStream;  // the list of fragments is broken
@@ -91,10 +92,31 @@ DicomStatus LevelParser::Create(const ElementHeader& header, const Level& level,
     return kDicomOk;
 }
 
+/// Where no known transfer syntax vouches for implicit VR, a first length that spells a VR tells against it:
+/// such a length would lead far into the file or past its end, which looks like a good end of the parse.
+bool LevelParser::ContradictsAttempt(const ElementHeader& header)
+{
+    if (isBehindMeta_ || TagGroup(header.tag) == kMetaGroup) return false;
+    isBehindMeta_ = true;
+    const uint8_t letters[] = {static_cast<uint8_t>(header.length), static_cast<uint8_t>(header.length >> 8)};
+    return !hasKnownSyntax_ && header.vr == kVrUnknownYet && NamesVr(letters);
+}
+
+/// VR style of an item's content. A sequence whose VR somebody lost is UN of undefined length, with implicit
+/// VR below it whatever the rest has (PS3.5 6.2.2); writers that kept explicit VR there are understood too.
+bool LevelParser::HoldsExplicitVr(const ElementHeader& item, const Level& outer)
+{
+    if (!outer.explicitVr || item.tag != kTagItem || outer.parentVr != kVrUN) return outer.explicitVr;
+    size_t available = 0;
+    const uint8_t* const bytes = window_.Peek(position_, kLargestHeader, &available);
+    return available < kLargestHeader || NamesVr(bytes + 4);
+}
+
 DicomStatus LevelParser::OpenLevel(const ElementHeader& header, uint16_t vr, DicomElement* element)
 {
     if (levels_.size() >= kMaxLevels) return kDicomNotDicom;
-    levels_.push_back({element, header.tag, vr, element == nullptr, header.length, 0});
+    const bool explicitVr = HoldsExplicitVr(header, levels_.back());
+    levels_.push_back({element, header.tag, vr, element == nullptr, header.length, 0, explicitVr});
     return kDicomOk;
 }
 
@@ -115,7 +137,7 @@ DicomStatus LevelParser::TakeValue(const ElementHeader& header, DicomElement* el
         if (status != kDicomOk) return status;
     }
     if (IsDirectoryOffset(header.tag)) TakeDirectoryOffset(element, header.length);
-    if ((dataSet_->mode & kModeValuesCopied) == 0 || header.length == 0) return kDicomOk;
+    if ((dataSet_->mode & kModeValuesCopied) == 0) return kDicomOk;
     return dataSet_->CopyValue(element, stream_, valuePosition, header.length);
 }
 
@@ -130,6 +152,8 @@ DicomStatus LevelParser::CheckTransferSyntax(uint32_t length)
     char* end = value + std::strlen(value);
     while (end > first && end[-1] == ' ') --end;
     *end = '\0';
+    rules_.NoteTransferSyntax();
+    hasKnownSyntax_ = FindTransferSyntax(first) != nullptr;
     TransferSyntax syntax;
     ClassifyTransferSyntax(nullptr, first, &syntax);
     return ((syntax.encoding ^ dataSet_->mode) & kModeEncodingMask) != 0 ? kDicomNotDicom : kDicomOk;

@@ -18,6 +18,10 @@ class LevelParser
     {}
     /// Parses the top level and all below it. Throws std::bad_alloc.
     DicomStatus Run();
+    /// True when the stream named a transfer syntax of the table, which is that of the attempt then.
+    bool HasKnownSyntax() const { return hasKnownSyntax_; }
+    /// True when the stream has an element outside the meta group.
+    bool IsBehindMeta() const { return isBehindMeta_; }
 
   private:
     struct Level
@@ -28,6 +32,7 @@ class LevelParser
         bool isDiscarded = false;  // below a container that the tree refused
         uint32_t expectedLength = kUndefinedLength;
         uint64_t byteCount = 0;
+        bool explicitVr = false;
     };
 
     DicomStatus ReadHeader(ElementHeader* header);
@@ -35,7 +40,9 @@ class LevelParser
     uint16_t VrOf(const ElementHeader& header, const Level& level);
     DicomStatus Create(const ElementHeader& header, const Level& level, uint16_t vr, bool isContainer,
                        DicomElement** element);
+    bool ContradictsAttempt(const ElementHeader& header);
     DicomStatus OpenLevel(const ElementHeader& header, uint16_t vr, DicomElement* element);
+    bool HoldsExplicitVr(const ElementHeader& item, const Level& outer);
     DicomStatus TakeValue(const ElementHeader& header, DicomElement* element);
     DicomStatus CheckTransferSyntax(uint32_t length);
     void TakeDirectoryOffset(DicomElement* element, uint32_t length);
@@ -46,6 +53,8 @@ class LevelParser
     VrRules rules_;
     HeaderWindow window_;
     uint64_t position_;
+    bool hasKnownSyntax_ = false;
+    bool isBehindMeta_ = false;
     std::vector<Level> levels_;
 };
 }  // namespace talv

@@ -1,13 +1,14 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <vector>
 
 #include "dicom/dictionary.h"
 #include "dicom/directory_links.h"
 #include "dicom/element_header.h"
 #include "dicom/level_parser.h"
 #include "dicom/reader.h"
+#include "dicom/value_block.h"
+#include "dicom/value_class.h"
 
 namespace talv {
 namespace {
@@ -74,8 +75,9 @@ bool AcceptsDamagedTail(const DicomDataSet& dataSet)
     return false;
 }
 
-/// Without preamble nothing vouches for a data set but its elements, and bytes of any kind read as some. A
-/// first element 0000,0000 that is no group length, as in a file of zeros, is told before the rest is read.
+/// Without a known transfer syntax nothing vouches for a data set but its elements, and bytes of any kind
+/// read as some. A first element 0000,0000 that is no group length, as in a file of zeros, is told before the
+/// rest is read.
 bool CannotBegin(DicomStream* stream, uint64_t position, uint16_t encoding)
 {
     uint8_t bytes[kLargestHeader] = {};
@@ -86,12 +88,18 @@ bool CannotBegin(DicomStream* stream, uint64_t position, uint16_t encoding)
            header.tag == 0 && header.length != 4;
 }
 
-/// True when `dataSet` has an element of the dictionary, and when its stream ended before the first header.
-bool IsDataSet(const DicomDataSet& dataSet, const DicomStream& stream, uint64_t start)
+/// True when `dataSet` has an element of the dictionary outside the meta group. None at all need be there in
+/// a file of meta elements and in one that ends before (`isBehindMeta` clear).
+bool IsDataSet(const DicomDataSet& dataSet, bool isBehindMeta)
 {
-    const DicomElement* element = dataSet.tree.first;
-    while (element != nullptr && FindElementEntry(element->tag) == nullptr) element = NextInPreOrder(element);
-    return element != nullptr || stream.Size() < start + 2;
+    bool hasOnlyMeta = dataSet.tree.first != nullptr || !isBehindMeta;
+    for (const DicomElement* element = dataSet.tree.first; element != nullptr;
+         element = NextInPreOrder(element)) {
+        if (TagGroup(element->tag) == kMetaGroup) continue;
+        if (FindElementEntry(element->tag) != nullptr) return true;
+        hasOnlyMeta = false;
+    }
+    return hasOnlyMeta;
 }
 
 DicomStatus TryEncodings(DicomDataSet* dataSet, DicomStream* stream, const Start& start, uint16_t loadFlags,
@@ -103,11 +111,11 @@ DicomStatus TryEncodings(DicomDataSet* dataSet, DicomStream* stream, const Start
         dataSet->mode = static_cast<uint16_t>(encoding | start.kind |
                                               (loadFlags & (kModeValuesCopied | kModeRecordElements)));
         if (!stream->Seek(static_cast<int64_t>(start.position), 0)) return kDicomSeekFailed;
-        const bool isBare = start.kind == kModeBare;
-        if (isBare && CannotBegin(stream, start.position, encoding)) continue;
-        DicomStatus status = LevelParser(dataSet, stream, start.position).Run();
-        if (status == kDicomNoMemory) return status;
-        if (isBare && status == kDicomOk && !IsDataSet(*dataSet, *stream, start.position))
+        if (CannotBegin(stream, start.position, encoding)) continue;
+        LevelParser parser(dataSet, stream, start.position);
+        DicomStatus status = parser.Run();
+        if (status == kDicomNoMemory || status == kDicomShortWrite) return status;
+        if (status == kDicomOk && !parser.HasKnownSyntax() && !IsDataSet(*dataSet, parser.IsBehindMeta()))
             status = kDicomNotDicom;
         if ((status == kDicomOk && !requireImage) || AcceptsDamagedTail(*dataSet)) return kDicomOk;
     }
@@ -125,16 +133,18 @@ DicomStatus Load(DicomDataSet* dataSet, DicomStream* stream, uint16_t loadFlags,
     return kDicomOk;
 }
 
-/// Stores the value of an element of odd length again, padded to an even one. A value that the stream does
-/// not hold whole stays as it is.
+/// Stores the value of an element of odd length again, padded to an even one. Numbers keep their count: what
+/// follows the last whole one goes. A value that the stream does not hold whole stays as it is.
 DicomStatus RepairOddLength(DicomDataSet* dataSet, DicomElement* element)
 {
     const uint64_t size = element->valueStream != nullptr ? element->valueStream->Size() : 0;
     const uint32_t length = element->valueLength;
     if (element->valuePosition > size || length > size - element->valuePosition) return kDicomOk;
-    std::vector<uint8_t> value(size_t{length} + 1);
-    if (dataSet->ReadValueBytes(element, 0, value.data(), length) != length) return kDicomOk;
-    dataSet->SetRawValue(element, value.data(), length);
+    const ValueBlock value(uint64_t{length} + 1);
+    if (!value) return kDicomNoMemory;
+    if (dataSet->ReadValueBytes(element, 0, value.As<void>(), length) != length) return kDicomOk;
+    const uint32_t unit = element->vr == kVrOW || element->vr == kVrOF ? 1 : GetVrUnitSize(element->vr);
+    dataSet->SetRawValue(element, value.As<void>(), length > unit ? length / unit * unit : length);
     return kDicomOk;
 }
 }  // namespace
@@ -161,24 +171,22 @@ DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loa
 DicomStatus LoadFile(DicomDataSet* dataSet, const char* fileName, uint16_t loadFlags)
 {
     if (dataSet == nullptr || fileName == nullptr || dataSet->readOnly) return kDicomInvalidArgument;
+    char name[kMaxFileName] = {};  // a copy: the data set's own name goes
+    const size_t nameLength = std::strlen(fileName);
+    if (nameLength < kMaxFileName) std::memcpy(name, fileName, nameLength);
     // Not the current stream: it may be a caller's, gone by now.
     dataSet->ResetDataSet(false);
     dataSet->currentStream = &dataSet->fileStream;
-    if (!dataSet->fileStream.Open(fileName, kStreamFileFlags)) return kDicomFileNotOpened;
+    if (!dataSet->fileStream.Open(name, kStreamFileFlags)) return kDicomFileNotOpened;
     const DicomStatus status = LoadDataSet(dataSet, &dataSet->fileStream, loadFlags, false);
     if (status != kDicomOk) return status;
-    const size_t nameLength = std::strlen(fileName);
-    if (nameLength < kMaxFileName) std::memcpy(dataSet->fileName, fileName, nameLength + 1);
+    std::memcpy(dataSet->fileName, name, sizeof name);
 
     DicomStatus repaired = kDicomOk;
-    try {
-        for (uint32_t i = 0; i < dataSet->warningCount && repaired == kDicomOk; ++i) {
-            const DicomWarning& warning = dataSet->warnings[i];
-            if (warning.code == kWarningOddLength && warning.inUse == 1 && warning.element != nullptr)
-                repaired = RepairOddLength(dataSet, warning.element);
-        }
-    } catch (const std::bad_alloc&) {
-        repaired = kDicomNoMemory;
+    for (uint32_t i = 0; i < dataSet->warningCount && repaired == kDicomOk; ++i) {
+        const DicomWarning& warning = dataSet->warnings[i];
+        if (warning.code == kWarningOddLength && warning.inUse == 1 && warning.element != nullptr)
+            repaired = RepairOddLength(dataSet, warning.element);
     }
     std::fill(std::begin(dataSet->warnings), std::end(dataSet->warnings), DicomWarning());
     dataSet->warningCount = 0;

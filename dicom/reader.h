@@ -30,6 +30,9 @@ struct TransferSyntax
     int32_t compression = kCompressionNone;
 };
 
+/// What the table of transfer syntaxes says of `uid`; null when it is not in it.
+const TransferSyntax* FindTransferSyntax(const char* uid);
+
 /// Classifies `uid`, or, when it is null, the data set's Transfer Syntax UID. True when a UID was available;
 /// unknown UIDs classify as implicit VR little endian, uncompressed.
 bool ClassifyTransferSyntax(DicomDataSet* dataSet, const char* uid, TransferSyntax* result);
@@ -37,8 +40,9 @@ bool ClassifyTransferSyntax(DicomDataSet* dataSet, const char* uid, TransferSynt
 /// Load flags: the low bits are those of DicomDataSet::mode.
 /// Parses `stream` into `dataSet`; the stream must stay open while values are read, unless load flag 0x0200
 /// copied them. kDicomInvalidArgument for null pointers and a read-only data set, which stays as it is;
-/// kDicomNotDicom when no encoding fits. A stream without preamble must hold an element of the dictionary,
-/// unless it is empty. On failure the data set is empty.
+/// kDicomNotDicom when no encoding fits, kDicomNoMemory and kDicomShortWrite when there is no room for the
+/// tree or the copied values. A stream that names no known transfer syntax must hold an element of the
+/// dictionary, unless it has none behind its meta group. On failure the data set is empty.
 DicomStatus LoadDataSet(DicomDataSet* dataSet, DicomStream* stream, uint16_t loadFlags, bool requireImage);
 
 /// Opens `fileName` (narrow) as the data set's file stream, loads it and repairs values of odd length.

@@ -137,7 +137,8 @@ bool DicomStream::Write(const void* bytes, size_t count)
             if (end > block_.max_size()) return false;
             if (end > block_.size()) {
                 if (end > block_.capacity())
-                    block_.reserve(static_cast<size_t>(std::max<uint64_t>(end, block_.capacity() * 2)));
+                    block_.reserve(static_cast<size_t>(
+                        std::clamp<uint64_t>(uint64_t{block_.capacity()} * 2, end, block_.max_size())));
                 block_.resize(static_cast<size_t>(end));
             }
         } catch (const std::bad_alloc&) {
@@ -168,7 +169,7 @@ bool DicomStream::SpillToFile()
 
 bool DicomStream::Seek(int64_t offset, int origin)
 {
-    if (origin < 0 || origin > 2) return false;
+    if (!isOpen_ || origin < 0 || origin > 2) return false;
     const uint64_t base = origin == 0 ? 0 : origin == 1 ? position_ : size_;
     if (offset < 0 && base < uint64_t{0} - static_cast<uint64_t>(offset)) return false;
     const uint64_t target = base + static_cast<uint64_t>(offset);

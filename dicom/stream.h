@@ -51,7 +51,8 @@ class DicomStream
     virtual bool Read(void* buffer, size_t count);
     virtual bool Write(const void* bytes, size_t count);
     /// Origins: 0 the start, 1 the tracked position, 2 the size recorded at opening. The result is not
-    /// checked against the size: a seek past the end succeeds; one before the start fails.
+    /// checked against the size: a seek past the end succeeds; one before the start fails, as does every one
+    /// of a closed stream.
     virtual bool Seek(int64_t offset, int origin);
     uint64_t Tell() const { return position_; }
     /// Size recorded at opening, grown by writes.

@@ -42,16 +42,14 @@ constexpr SyntaxRow kSyntaxes[] = {
     {"1.2.840.10008.1.2.4.100", {kExplicitLittle, kCompressionMpeg2}},
 };
 // clang-format on
+}  // namespace
 
-TransferSyntax SyntaxOf(const char* uid)
+const TransferSyntax* FindTransferSyntax(const char* uid)
 {
     for (const SyntaxRow& row : kSyntaxes)
-        if (std::strcmp(row.uid, uid) == 0) return row.syntax;
-    // Kept: any other UID, the deflated syntax among them, counts as implicit VR little endian.
-    // Pinned by ClassifyTransferSyntax.UnknownUidsAreImplicitLittle.
-    return {};
+        if (std::strcmp(row.uid, uid) == 0) return &row.syntax;
+    return nullptr;
 }
-}  // namespace
 
 bool ClassifyTransferSyntax(DicomDataSet* dataSet, const char* uid, TransferSyntax* result)
 {
@@ -63,7 +61,9 @@ bool ClassifyTransferSyntax(DicomDataSet* dataSet, const char* uid, TransferSynt
             return false;
         uid = stored;
     }
-    *result = SyntaxOf(uid);
+    // Kept: any other UID, the deflated syntax among them, counts as implicit VR little endian.
+    // Pinned by ClassifyTransferSyntax.UnknownUidsAreImplicitLittle.
+    if (const TransferSyntax* const listed = FindTransferSyntax(uid)) *result = *listed;
     return true;
 }
 }  // namespace talv

@@ -96,6 +96,14 @@ uint16_t TakeRange(TextCursor* cursor, TakeFirst takeFirst, TakeSecond takeSecon
     return kRangeBetween;
 }
 
+/// `text` without the white space before a number: lines are sometimes broken, or tabs set, where blanks
+/// ought to be.
+std::string_view SkipWhiteSpace(std::string_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    return text;
+}
+
 /// True when the number that from_chars called out of range is a large one, not one too near to zero: the
 /// power of ten of its first digit that is not zero, exponent included, is positive.
 bool IsHuge(std::string_view number)
@@ -121,6 +129,7 @@ std::string_view TrimValue(std::string_view text)
 
 double ParseDecimal(std::string_view text)
 {
+    text = SkipWhiteSpace(text);
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     double value = 0;
     const char* const end = text.data() + text.size();
@@ -136,6 +145,7 @@ double ParseDecimal(std::string_view text)
 
 int64_t ParseInteger(std::string_view text)
 {
+    text = SkipWhiteSpace(text);
     const bool negative = !text.empty() && text.front() == '-';
     if (!text.empty() && (negative || text.front() == '+')) text.remove_prefix(1);
     constexpr uint64_t kMost = std::numeric_limits<int64_t>::max();

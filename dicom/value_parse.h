@@ -12,10 +12,10 @@ namespace talv {
 /// The text up to its first NUL, without leading and trailing blanks.
 std::string_view TrimValue(std::string_view text);
 
-/// The longest decimal number the text begins with; 0 when it begins with none, infinity beyond the range of
-/// double.
+/// The longest decimal number the text begins with, white space before it aside; 0 when it begins with none,
+/// infinity beyond the range of double.
 double ParseDecimal(std::string_view text);
-/// The longest whole number the text begins with, saturating; 0 when it begins with none.
+/// The longest whole number the text begins with, likewise, saturating; 0 when it begins with none.
 int64_t ParseInteger(std::string_view text);
 
 DicomAge ParseAge(std::string_view text);            ///< 3 digits, unit letter

@@ -49,14 +49,20 @@ bool VrRules::ReadWord(DicomElement* parent, uint32_t tag, uint16_t* value)
     return true;
 }
 
+uint16_t VrRules::OfPixelData()
+{
+    if (!ofPixelData_) {
+        TransferSyntax syntax;
+        ClassifyTransferSyntax(dataSet_, nullptr, &syntax);
+        ofPixelData_ = syntax.compression > kCompressionNone ? kOB : kOW;
+    }
+    return *ofPixelData_;
+}
+
 uint16_t VrRules::OfElement(DicomElement* parent, uint32_t tag)
 {
     if (TagElement(tag) == 0) return kUL;
-    if (tag == kTagPixelData) {
-        TransferSyntax syntax;
-        ClassifyTransferSyntax(dataSet_, nullptr, &syntax);
-        return syntax.compression > kCompressionNone ? kOB : kOW;
-    }
+    if (tag == kTagPixelData) return OfPixelData();
     const uint32_t group = tag & 0xFFFF0000;
     uint16_t word = 0;
     if ((tag & 0xFF00FFFF) == 0x5000200C)  // Audio Sample Data, by Audio Sample Format

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 
@@ -6,6 +7,7 @@
 #include "filter/frame_source_state.h"
 #include "image/bitmap_row_writer.h"
 #include "image/get_image.h"
+#include "image/image_kernels.h"
 #include "raster/palette.h"
 
 // From one frame number to the bytes of a sample. The rows go from the bitmap straight into the sample, last
@@ -38,6 +40,48 @@ bool ReservedWords(uint32_t bitsPerPixel, int32_t* reserved1, int32_t* reserved2
             return false;
     }
 }
+
+/// From this size on a sample, the kept frame and the file's own pages no longer fit the processor's caches
+/// together.
+constexpr int64_t kLargeSample = int64_t{4} << 20;
+
+/// Writes the rows of one frame into a sample as they are finished, the last row first.
+class SampleWriter : public RowTaker
+{
+  public:
+    /// `shape` has the size and depth that the sample was sized for.
+    SampleWriter(uint8_t* buffer, const FrameSource& shape) : buffer_(buffer), shape_(shape) {}
+    ~SampleWriter() override
+    {
+        if (pastCaches_) std::atomic_thread_fence(std::memory_order_seq_cst);  // see ImageKernels
+    }
+
+    bool Accepts(const ImageBitmap& bitmap) override
+    {
+        stride_ = bitmap.bytesPerLine;
+        pastCaches_ = stride_ * bitmap.height >= kLargeSample;
+        return bitmap.width == shape_.width && bitmap.height == shape_.height &&
+               static_cast<uint32_t>(bitmap.bitsPerPixel) == shape_.bitsPerPixel &&
+               stride_ * bitmap.height == shape_.SampleSize();
+    }
+    void Take(const uint8_t* bytes, int32_t row) override
+    {
+        uint8_t* const target = buffer_ + stride_ * (shape_.height - 1 - row);
+        if (pastCaches_)
+            BestImageKernels().copyPastCaches(bytes, target, static_cast<size_t>(stride_));
+        else
+            std::memcpy(target, bytes, static_cast<size_t>(stride_));
+        ++taken_;
+    }
+    bool IsFull() const { return taken_ == shape_.height; }
+
+  private:
+    uint8_t* buffer_;
+    const FrameSource& shape_;
+    int64_t stride_ = 0;
+    int32_t taken_ = 0;
+    bool pastCaches_ = false;
+};
 
 /// Copies up to `capacity` bytes of the bitmap's rows, last row first, to `buffer`, with zeros for the bytes
 /// between the end of the pixels and the end of the row. Returns the bytes written; false in `complete` when
@@ -96,18 +140,15 @@ bool FrameSource::DecodeFrame(int64_t frameIndex, uint8_t* buffer)
     const int target = state_->lastGood == 0 ? 1 : 0;
     ImageBitmap& bitmap = state_->bitmaps[target];
     bitmap = {};
+    SampleWriter rows(buffer, *this);
     const DicomStatus status =
-        GetImage(dataSet, pixelDataElement, &bitmap, kBitmapStructSize, static_cast<uint32_t>(frameIndex),
-                 reserved1, reserved2, kPlayerImageOptions | kImageRowsOnly, nullptr, nullptr);
+        GetImageRows(dataSet, pixelDataElement, &bitmap, kBitmapStructSize, static_cast<uint32_t>(frameIndex),
+                     reserved1, reserved2, kPlayerImageOptions | kImageRowsOnly, &rows);
     if (status != kDicomOk) {
         lastRefusal = status;
         return false;
     }
-    const int64_t stride = static_cast<int64_t>(BytesPerLine(static_cast<uint64_t>(width), bitsPerPixel));
-    bool good = bitmap.width == width && bitmap.height == height && bitmap.bytesPerLine == stride &&
-                static_cast<uint32_t>(bitmap.bitsPerPixel) == bitsPerPixel;
-    if (good) CopyRowsBottomUp(&bitmap, buffer, stride * height, &good);
-    if (!good) {
+    if (!rows.IsFull()) {
         lastRefusal = kDicomNoFrame;
         FreeBitmap(&bitmap);
         return false;

@@ -6,13 +6,21 @@
 #include "image/get_image.h"
 
 namespace talv {
+/// Who is told of rows.
+struct RowReceivers
+{
+    RowCallback callback = nullptr;  ///< before a row is written
+    void* callbackData = nullptr;
+    RowTaker* taker = nullptr;  ///< when it is written
+};
+
 /// Hands out the rows of a bitmap to be filled, first to last, and delivers them. Rows are built inside the
 /// bitmap where its pixels lie in one block of memory and nobody wants to see them before; else in a buffer.
 class BitmapRowWriter
 {
   public:
     /// `scratchBytes` above bytesPerLine asks for a buffer that long, of which a row's first bytes count.
-    BitmapRowWriter(ImageBitmap* bitmap, const ImageFileInfo* info, RowCallback callback, void* callbackData,
+    BitmapRowWriter(ImageBitmap* bitmap, const ImageFileInfo* info, const RowReceivers& receivers,
                     size_t scratchBytes = 0);
 
     /// Where to build row `row`.
@@ -29,8 +37,7 @@ class BitmapRowWriter
   private:
     ImageBitmap* bitmap_;
     const ImageFileInfo* info_;
-    RowCallback callback_;
-    void* callbackData_;
+    RowReceivers receivers_;
     std::vector<uint8_t> buffer_;  // empty while rows are built in place
     uint8_t* current_ = nullptr;
     DicomStatus status_ = kDicomOk;

@@ -35,15 +35,14 @@ class FrameJob
 {
   public:
     FrameJob(DicomDataSet* dataSet, ImageRecord* record, uint32_t frame, const FrameLocation& location,
-             ImageBitmap* bitmap, uint32_t options, RowCallback callback, void* callbackData)
+             ImageBitmap* bitmap, uint32_t options, const RowReceivers& receivers)
         : dataSet_(dataSet),
           record_(record),
           frameNumber_(frame),
           location_(location),
           bitmap_(bitmap),
           options_(options),
-          callback_(callback),
-          callbackData_(callbackData),
+          receivers_(receivers),
           layout_(MakePixelLayout(record->description)),
           asStored_((dataSet->mode & kModeCallerMark) != 0)
     {}
@@ -68,8 +67,7 @@ class FrameJob
     const FrameLocation& location_;
     ImageBitmap* bitmap_;
     uint32_t options_;
-    RowCallback callback_;
-    void* callbackData_;
+    RowReceivers receivers_;
     PixelLayout layout_;
     bool asStored_;  // the caller's mark in the data set's mode asks for the pixels as they are
     uint8_t* frame_ = nullptr;
@@ -87,7 +85,7 @@ DicomStatus FrameJob::CreateTarget()
     else if (layout_.outputBits == 8)
         palette = layout_.grey ? record_->greyPalette.data() : record_->mapping.entries().data();
     // Codecs may leave rows out and callbacks may stop before the last; every other frame fills all its rows.
-    const bool allRows = !layout_.fromCodec && callback_ == nullptr;
+    const bool allRows = !layout_.fromCodec && receivers_.callback == nullptr;
     const uint32_t memory = allRows ? kMemory | kMemoryAnyContent : uint32_t{kMemory};
     const int32_t status = CreateBitmap(
         bitmap_, kBitmapStructSize, memory, static_cast<int32_t>(layout_.columns),
@@ -110,7 +108,7 @@ DicomStatus FrameJob::PlaceFrame()
     const bool sameShape = layout_.pixelStride * 8 == layout_.outputBits &&
                            layout_.frameBytes <= bitmap_->dataSize &&
                            layout_.rowStride * layout_.rows == layout_.frameBytes;
-    if (sameShape && callback_ == nullptr && IsPlainMemory(*bitmap_)) {
+    if (sameShape && receivers_.callback == nullptr && IsPlainMemory(*bitmap_)) {
         frame_ = bitmap_->data + (bitmap_->dataSize - layout_.frameBytes);
         return kDicomOk;
     }
@@ -171,7 +169,6 @@ DicomStatus FrameJob::DecodeAsColor()
 
 void FrameJob::Convert(BitmapRowWriter* rows)
 {
-    if (!layout_.fromCodec) ConvertYbrFull(layout_, frame_);
     if (layout_.outputBits == 1) return ConvertOneBit(layout_, frame_, rows);
     if (layout_.outputBits == 16) {
         const bool stored32 = layout_.bitsAllocated == 32 && !layout_.fromCodec;
@@ -190,11 +187,12 @@ void FrameJob::Convert(BitmapRowWriter* rows)
     }
     if (layout_.outputBits == 8) return ConvertGrey8(layout_, frame_, rows);
     if (layout_.fromCodec && layout_.samplesPerPixel == 3) return CopyCodecColors(layout_, frame_, rows);
+    ColorSamples samples(layout_, frame_);
     const ValueRange range =
         asStored_ ? ValueRange{0, layout_.sampleMask}
-                  : FindValueRange(description(), layout_, record_->alwaysMeasureRange, frame_);
+                  : FindValueRange(description(), layout_, record_->alwaysMeasureRange, &samples);
     const ByteScale scale(layout_, range, uint64_t{layout_.columns} * layout_.rows * 3);
-    ConvertColors(layout_, scale, frame_, rows);
+    ConvertColors(layout_, scale, &samples, rows);
 }
 
 DicomStatus FrameJob::WriteRows()
@@ -214,7 +212,7 @@ DicomStatus FrameJob::WriteRows()
     DicomStatus status = kDicomOk;
     {
         const bool cmyk = layout_.photometricCode == kCmyk && layout_.outputBits == 24;
-        BitmapRowWriter rows(bitmap_, &info, callback_, callbackData_, cmyk ? CmykRowBytes(layout_) : 0);
+        BitmapRowWriter rows(bitmap_, &info, receivers_, cmyk ? CmykRowBytes(layout_) : 0);
         Convert(&rows);
         status = rows.status();
         stopped_ = rows.stopped();
@@ -276,7 +274,7 @@ DicomStatus CheckFrame(const ImageDescription& description, const FrameLocation&
 }
 
 DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap, uint32_t frame,
-                       uint32_t options, RowCallback callback, void* callbackData);
+                       uint32_t options, const RowReceivers& receivers);
 
 /// Finds the values that the first frame has, by which the luts of all frames are made alike whichever of
 /// them is asked for first.
@@ -284,7 +282,7 @@ DicomStatus FindSpan(DicomDataSet* dataSet, DicomElement* pixelElement, ImageRec
 {
     ImageBitmap first{};
     first.structSize = kBitmapStructSize;
-    const DicomStatus status = MakeBitmap(dataSet, pixelElement, &first, 0, 0, nullptr, nullptr);
+    const DicomStatus status = MakeBitmap(dataSet, pixelElement, &first, 0, 0, {});
     FreeBitmap(&first);
     if (status == kDicomNoMemory) return status;
     record->spanKnown = true;
@@ -292,7 +290,7 @@ DicomStatus FindSpan(DicomDataSet* dataSet, DicomElement* pixelElement, ImageRec
 }
 
 DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap, uint32_t frame,
-                       uint32_t options, RowCallback callback, void* callbackData)
+                       uint32_t options, const RowReceivers& receivers)
 {
     if ((dataSet->mode & kModeCallerMark) != 0)
         options &= ~uint32_t{kImageModality | kImageVoi | kImageSecondMode};
@@ -310,8 +308,25 @@ DicomStatus MakeBitmap(DicomDataSet* dataSet, DicomElement* pixelElement, ImageB
         if (status = PrepareRecord(dataSet, pixelElement, frame, record); status != kDicomOk) return status;
     }
 
-    FrameJob job(dataSet, record, frame, location, bitmap, options, callback, callbackData);
+    FrameJob job(dataSet, record, frame, location, bitmap, options, receivers);
     return job.Run();
+}
+
+DicomStatus GetImageFor(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
+                        uint32_t structSize, uint32_t frame, uint32_t options, const RowReceivers& receivers)
+{
+    if (structSize != kBitmapStructSize) return kDicomWrongStructSize;
+    if (dataSet == nullptr || bitmap == nullptr) return kDicomInvalidArgument;
+    *bitmap = {};
+    bitmap->structSize = structSize;
+    if (pixelElement == nullptr) return kDicomNoFrame;
+    DicomStatus status = kDicomNoMemory;
+    try {
+        status = MakeBitmap(dataSet, pixelElement, bitmap, frame, options, receivers);
+    } catch (const std::bad_alloc&) {
+    }
+    if (status != kDicomOk) FreeBitmap(bitmap);
+    return status;
 }
 }  // namespace
 
@@ -321,17 +336,14 @@ DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBit
                      uint32_t structSize, uint32_t frame, int32_t /*reserved1*/, int32_t /*reserved2*/,
                      uint32_t options, RowCallback rowCallback, void* callbackData)
 {
-    if (structSize != kBitmapStructSize) return kDicomWrongStructSize;
-    if (dataSet == nullptr || bitmap == nullptr) return kDicomInvalidArgument;
-    *bitmap = {};
-    bitmap->structSize = structSize;
-    if (pixelElement == nullptr) return kDicomNoFrame;
-    DicomStatus status = kDicomNoMemory;
-    try {
-        status = MakeBitmap(dataSet, pixelElement, bitmap, frame, options, rowCallback, callbackData);
-    } catch (const std::bad_alloc&) {
-    }
-    if (status != kDicomOk) FreeBitmap(bitmap);
-    return status;
+    return GetImageFor(dataSet, pixelElement, bitmap, structSize, frame, options,
+                       {rowCallback, callbackData, nullptr});
+}
+
+DicomStatus GetImageRows(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
+                         uint32_t structSize, uint32_t frame, int32_t /*reserved1*/, int32_t /*reserved2*/,
+                         uint32_t options, RowTaker* taker)
+{
+    return GetImageFor(dataSet, pixelElement, bitmap, structSize, frame, options, {nullptr, nullptr, taker});
 }
 }  // namespace talv

@@ -57,6 +57,23 @@ DicomStatus GetImage(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBit
                      uint32_t structSize, uint32_t frame, int32_t reserved1, int32_t reserved2,
                      uint32_t options, RowCallback rowCallback, void* callbackData);
 
+/// Wants the rows of a bitmap as they are finished, while the processor's nearest cache still holds them.
+class RowTaker
+{
+  public:
+    virtual ~RowTaker() = default;
+    /// Shown the bitmap before its first row; false: no row is wanted.
+    virtual bool Accepts(const ImageBitmap& bitmap) = 0;
+    /// Row `row`, bytesPerLine bytes of which those behind the last pixel are zero. Every row comes once, the
+    /// first one first, before steps that rewrite finished pixels (kImageOverlays, remaps of the first mode).
+    virtual void Take(const uint8_t* bytes, int32_t row) = 0;
+};
+
+/// GetImage without a row callback. `taker` may have got rows although the call fails.
+DicomStatus GetImageRows(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
+                         uint32_t structSize, uint32_t frame, int32_t reserved1, int32_t reserved2,
+                         uint32_t options, RowTaker* taker);
+
 /// GetImage; with a null `pixelElement` frames are counted across all Pixel Data elements of the data set.
 DicomStatus GetImageFromDataSet(DicomDataSet* dataSet, DicomElement* pixelElement, ImageBitmap* bitmap,
                                 uint32_t structSize, uint32_t frame, int32_t reserved1, int32_t reserved2,

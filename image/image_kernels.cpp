@@ -1,6 +1,7 @@
 #include "image/image_kernels.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace talv {
@@ -96,20 +97,30 @@ void YbrToRgb(uint8_t* first, uint8_t* second, uint8_t* third, size_t count)
     for (size_t i = 0; i < count; ++i) ConvertYbr(first + i, second + i, third + i);
 }
 
-void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
+void YbrPixelsToBgr(uint8_t* samples, size_t pixels)
 {
-    for (size_t i = 0; i < 3 * pixels; i += 3) ConvertYbr(samples + i, samples + i + 1, samples + i + 2);
+    for (size_t i = 0; i < 3 * pixels; i += 3) {
+        ConvertYbr(samples + i, samples + i + 1, samples + i + 2);
+        std::swap(samples[i], samples[i + 2]);
+    }
+}
+
+void CopyPastCaches(const uint8_t* source, uint8_t* target, size_t count)
+{
+    std::memcpy(target, source, count);
 }
 }  // namespace
 
-const ImageKernels kPlainImageKernels = {SwapRgb,      FlipWords,   SwapWords,   ScaleBytes, RangeOfBytes,
-                                         RangeOfWords, Interleave2, Interleave3, YbrToRgb,   YbrPixelsToRgb};
+const ImageKernels kPlainImageKernels = {SwapRgb,      FlipWords,      SwapWords,     ScaleBytes,
+                                         RangeOfBytes, RangeOfWords,   Interleave2,   Interleave3,
+                                         YbrToRgb,     YbrPixelsToBgr, CopyPastCaches};
 
 ImageKernels SelectImageKernels(SimdLevel level)
 {
     ImageKernels kernels = kPlainImageKernels;
     if (level >= SimdLevel::sse2) SelectSse2ImageKernels(&kernels);
     if (level >= SimdLevel::avx2) SelectAvx2ImageKernels(&kernels);
+    if (level >= SimdLevel::avx512) SelectAvx512ImageKernels(&kernels);
     return kernels;
 }
 

@@ -44,8 +44,11 @@ struct ImageKernels
                         size_t count);
     /// Three planes of `count` samples, Y, Cb, Cr, become R, G, B in place.
     void (*ybrToRgb)(uint8_t* first, uint8_t* second, uint8_t* third, size_t count);
-    /// `pixels` interleaved Y, Cb, Cr samples become R, G, B in place.
-    void (*ybrPixelsToRgb)(uint8_t* samples, size_t pixels);
+    /// `pixels` interleaved Y, Cb, Cr samples become B, G, R in place.
+    void (*ybrPixelsToBgr)(uint8_t* samples, size_t pixels);
+    /// Copies for a reader that comes later, if at all: past the caches where the level can. Source and
+    /// target do not overlap. Other threads see the bytes after the next full memory fence.
+    void (*copyPastCaches)(const uint8_t* source, uint8_t* target, size_t count);
 };
 
 /// The best kernels of the processor this runs on; chosen once per process.
@@ -56,6 +59,7 @@ ImageKernels SelectImageKernels(SimdLevel level);
 /// Overwrite the entries they improve; each lives in the file of its level.
 void SelectSse2ImageKernels(ImageKernels* kernels);
 void SelectAvx2ImageKernels(ImageKernels* kernels);
+void SelectAvx512ImageKernels(ImageKernels* kernels);
 
 /// The reference kernels, which the others also call for their last few samples.
 extern const ImageKernels kPlainImageKernels;

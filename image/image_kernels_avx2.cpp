@@ -173,19 +173,6 @@ constexpr InterleaveOrders MakeInterleaveOrders()
 }
 constexpr InterleaveOrders kInterleave = MakeInterleaveOrders();
 
-/// The way back: where in each part the bytes of a plane stand.
-constexpr InterleaveOrders MakeSeparateOrders()
-{
-    InterleaveOrders orders{};
-    for (auto& plane : orders.plane)
-        for (auto& part : plane)
-            for (auto& place : part) place = -1;
-    for (int place = 0; place < 48; ++place)
-        orders.plane[place % 3][place / 16][place / 3] = static_cast<int8_t>(place % 16);
-    return orders;
-}
-constexpr InterleaveOrders kSeparate = MakeSeparateOrders();
-
 void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* third, uint8_t* target,
                  size_t count)
 {
@@ -202,95 +189,137 @@ void Interleave3(const uint8_t* first, const uint8_t* second, const uint8_t* thi
     kPlainImageKernels.interleave3(first + i, second + i, third + i, target + 3 * i, count - i);
 }
 
-void Separate3(const uint8_t* source, uint8_t* first, uint8_t* second, uint8_t* third, size_t count)
+/// Sixteen pixels of 16-bit lanes: luma less 16 beside Cr (`redder`), beside Cb (`bluer`), as pairs of bytes.
+/// With a, b, c for luma - 16, Cb - 128 and Cr - 128 the thousandths come apart into whole numbers and what
+/// is left, which fits a lane:
+///     red    (1164 a + 1596 c) / 1000          a + 2 c + (41 a - 101 c) / 250
+///     green  (1164 a - 391 b - 813 c) / 1000   a - c + (41 a - 98 b + 47 c + (b - c) / 4) / 250
+///     blue   (1164 a + 2018 b) / 1000          a + 2 b + (82 a + 9 b) / 500
+/// Every division rounds down: below zero a sum becomes 0 in the end whichever way it was rounded. What is
+/// left is made positive by a multiple of the divisor; n * 33555 >> 23 is n / 250 for every n below 59075,
+/// one more shift n / 500.
+struct RgbWords
 {
-    const auto& orders = kSeparate.plane;
-    uint8_t* const planes[3] = {first, second, third};
-    size_t i = 0;
-    for (; i + 16 <= count; i += 16) {
-        const __m128i low = Load16(source + 3 * i), middle = Load16(source + 3 * i + 16),
-                      high = Load16(source + 3 * i + 32);
-        for (int plane = 0; plane < 3; ++plane)
-            Store16(planes[plane] + i,
-                    _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(low, Order(orders[plane][0])),
-                                              _mm_shuffle_epi8(middle, Order(orders[plane][1]))),
-                                 _mm_shuffle_epi8(high, Order(orders[plane][2]))));
-    }
-    for (; i < count; ++i)
-        for (size_t k = 0; k < 3; ++k) planes[k][i] = source[3 * i + k];
+    __m256i red, green, blue;
+};
+
+__m256i Weights(int even, int odd)
+{
+    return _mm256_set1_epi16(static_cast<short>(odd * 256 + (even & 0xFF)));
+}
+__m256i Words(int value)
+{
+    return _mm256_set1_epi16(static_cast<short>(value));
 }
 
-/// Sixteen sums of products in thousandths, cut to 0..255. A non-negative sum over 1000 is the sum over 8,
-/// which fits 16 bits once saturated, over 125; n * 33555 >> 22 is n / 125 for every n below 59074.
-__m256i ThousandthsToWords(__m256i low, __m256i high)
+RgbWords YbrWordsToRgb(__m256i redder, __m256i bluer)
 {
-    const __m256i eighths = _mm256_packs_epi32(_mm256_srai_epi32(low, 3), _mm256_srai_epi32(high, 3));
-    const __m256i positive = _mm256_max_epi16(eighths, _mm256_setzero_si256());
-    return _mm256_srli_epi16(_mm256_mulhi_epu16(positive, _mm256_set1_epi16(static_cast<short>(33555))), 6);
+    const __m256i reciprocal = Words(33555);
+    const auto quotient = [&](__m256i sum, int bias, int shift) {
+        return _mm256_srli_epi16(_mm256_mulhi_epu16(_mm256_add_epi16(sum, Words(bias)), reciprocal), shift);
+    };
+    const __m256i redWhole = _mm256_maddubs_epi16(redder, Weights(1, 2));  // a + 2 Cr
+    const __m256i blueWhole = _mm256_maddubs_epi16(bluer, Weights(1, 2));  // a + 2 Cb
+    const __m256i greenWhole = _mm256_maddubs_epi16(redder, Weights(1, -1));
+    const __m256i redRest =
+        quotient(_mm256_maddubs_epi16(redder, Weights(41, -101)), 101 * 128 + 52 * 250, 7);
+    const __m256i blueRest = quotient(_mm256_maddubs_epi16(bluer, Weights(82, 9)), -9 * 128 + 3 * 500, 8);
+    const __m256i quarter = _mm256_srai_epi16(_mm256_sub_epi16(blueWhole, redWhole), 3);
+    const __m256i greenSum = _mm256_add_epi16(_mm256_maddubs_epi16(bluer, Weights(41, -98)),
+                                              _mm256_maddubs_epi16(redder, Weights(0, 47)));
+    const __m256i greenRest = quotient(_mm256_add_epi16(greenSum, quarter), (98 - 47) * 128 + 75 * 250, 7);
+    return {_mm256_add_epi16(_mm256_sub_epi16(redWhole, Words(2 * 128 + 52)), redRest),
+            _mm256_add_epi16(_mm256_add_epi16(greenWhole, Words(128 - 75)), greenRest),
+            _mm256_add_epi16(_mm256_sub_epi16(blueWhole, Words(2 * 128 + 3)), blueRest)};
 }
 
-/// A pair of 16-bit factors, the even place first.
-__m256i Factors(int32_t even, int32_t odd)
+struct RgbBytes
 {
-    return _mm256_set1_epi32(
-        static_cast<int32_t>((static_cast<uint32_t>(odd) << 16) | (static_cast<uint32_t>(even) & 0xFFFF)));
-}
+    __m256i red, green, blue;
+};
 
-/// Sixteen pixels, a sample a word.
-void YbrWordsToRgb(__m256i* first, __m256i* second, __m256i* third)
+/// Thirty-two pixels. Unpacking and packing both work half by half, so the places come back as they were.
+RgbBytes YbrBytesToRgb(__m256i luma, __m256i cb, __m256i cr)
 {
-    const __m256i luma = _mm256_subs_epu16(*first, _mm256_set1_epi16(16));
-    const __m256i middle = _mm256_set1_epi16(128);
-    const __m256i blueness = _mm256_sub_epi16(*second, middle), redness = _mm256_sub_epi16(*third, middle);
-    const __m256i forRed = Factors(1164, 1596), forGreen = Factors(1164, -391), forBlue = Factors(1164, 2018);
-    const __m256i fromRedness = Factors(-813, 0), zero = _mm256_setzero_si256();
-
-    const __m256i lumaRedLow = _mm256_unpacklo_epi16(luma, redness),
-                  lumaRedHigh = _mm256_unpackhi_epi16(luma, redness);
-    const __m256i lumaBlueLow = _mm256_unpacklo_epi16(luma, blueness),
-                  lumaBlueHigh = _mm256_unpackhi_epi16(luma, blueness);
-    const __m256i redLow = _mm256_unpacklo_epi16(redness, zero),
-                  redHigh = _mm256_unpackhi_epi16(redness, zero);
-    *first =
-        ThousandthsToWords(_mm256_madd_epi16(lumaRedLow, forRed), _mm256_madd_epi16(lumaRedHigh, forRed));
-    *second = ThousandthsToWords(
-        _mm256_add_epi32(_mm256_madd_epi16(lumaBlueLow, forGreen), _mm256_madd_epi16(redLow, fromRedness)),
-        _mm256_add_epi32(_mm256_madd_epi16(lumaBlueHigh, forGreen), _mm256_madd_epi16(redHigh, fromRedness)));
-    *third =
-        ThousandthsToWords(_mm256_madd_epi16(lumaBlueLow, forBlue), _mm256_madd_epi16(lumaBlueHigh, forBlue));
+    const __m256i a = _mm256_subs_epu8(luma, _mm256_set1_epi8(16));
+    const RgbWords low = YbrWordsToRgb(_mm256_unpacklo_epi8(a, cr), _mm256_unpacklo_epi8(a, cb));
+    const RgbWords high = YbrWordsToRgb(_mm256_unpackhi_epi8(a, cr), _mm256_unpackhi_epi8(a, cb));
+    return {_mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
+            _mm256_packus_epi16(low.blue, high.blue)};
 }
 
 void YbrToRgb(uint8_t* first, uint8_t* second, uint8_t* third, size_t count)
 {
-    const __m256i zero = _mm256_setzero_si256();
     size_t i = 0;
     for (; i + 32 <= count; i += 32) {
-        // Unpacking and packing both work half by half, so the places come back as they were.
-        const __m256i a = Load(first + i), b = Load(second + i), c = Load(third + i);
-        __m256i aLow = _mm256_unpacklo_epi8(a, zero), bLow = _mm256_unpacklo_epi8(b, zero),
-                cLow = _mm256_unpacklo_epi8(c, zero);
-        __m256i aHigh = _mm256_unpackhi_epi8(a, zero), bHigh = _mm256_unpackhi_epi8(b, zero),
-                cHigh = _mm256_unpackhi_epi8(c, zero);
-        YbrWordsToRgb(&aLow, &bLow, &cLow);
-        YbrWordsToRgb(&aHigh, &bHigh, &cHigh);
-        Store(first + i, _mm256_packus_epi16(aLow, aHigh));
-        Store(second + i, _mm256_packus_epi16(bLow, bHigh));
-        Store(third + i, _mm256_packus_epi16(cLow, cHigh));
+        const RgbBytes rgb = YbrBytesToRgb(Load(first + i), Load(second + i), Load(third + i));
+        Store(first + i, rgb.red);
+        Store(second + i, rgb.green);
+        Store(third + i, rgb.blue);
     }
     kPlainImageKernels.ybrToRgb(first + i, second + i, third + i, count - i);
 }
 
-// The samples take the way through three short planes, which stay in the nearest cache.
-void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
+/// Of three 16-byte parts of 16 interleaved pixels, place i of part k belongs to plane (k + i) % 3. So the
+/// bytes of a plane lie at different places in the three parts: blended into one register they have only to
+/// be put in order, and the other way round.
+struct PlaneOrders
 {
-    constexpr size_t kBlock = 512;
-    uint8_t planes[3][kBlock];
-    for (size_t done = 0; done < pixels; done += kBlock) {
-        const size_t count = pixels - done < kBlock ? pixels - done : kBlock;
-        Separate3(samples + 3 * done, planes[0], planes[1], planes[2], count);
-        YbrToRgb(planes[0], planes[1], planes[2], count);
-        Interleave3(planes[0], planes[1], planes[2], samples + 3 * done, count);
+    alignas(16) int8_t seconds[16];      // -1 where place % 3 is 1
+    alignas(16) int8_t thirds[16];       // -1 where it is 2
+    alignas(16) int8_t separate[3][16];  // [plane][pixel]: where its byte is
+    alignas(16) int8_t mix[3][16];       // [plane][place]: the pixel it comes from
+};
+
+constexpr PlaneOrders MakePlaneOrders()
+{
+    PlaneOrders orders{};
+    for (int i = 1; i < 16; i += 3) orders.seconds[i] = -1;
+    for (int i = 2; i < 16; i += 3) orders.thirds[i] = -1;
+    for (int plane = 0; plane < 3; ++plane)
+        for (int pixel = 0; pixel < 16; ++pixel) {
+            const int place = (3 * pixel + plane) % 16;
+            orders.separate[plane][pixel] = static_cast<int8_t>(place);
+            orders.mix[plane][place] = static_cast<int8_t>(pixel);
+        }
+    return orders;
+}
+constexpr PlaneOrders kPlaneOrders = MakePlaneOrders();
+
+__m256i Twice(const int8_t (&places)[16])
+{
+    return _mm256_broadcastsi128_si256(Order(places));
+}
+
+void YbrPixelsToBgr(uint8_t* samples, size_t pixels)
+{
+    const PlaneOrders& orders = kPlaneOrders;
+    const __m256i seconds = Twice(orders.seconds), thirds = Twice(orders.thirds);
+    const auto blend = [&](__m256i first, __m256i second, __m256i third) {
+        return _mm256_blendv_epi8(_mm256_blendv_epi8(first, second, seconds), third, thirds);
+    };
+    size_t i = 0;
+    for (; i + 32 <= pixels; i += 32) {
+        uint8_t* const block = samples + 3 * i;  // part k of the first 16 pixels beside that of the last 16
+        const auto part = [&](size_t k) {
+            return _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(block + 16 * k)),
+                                           Load16(block + 48 + 16 * k), 1);
+        };
+        const __m256i low = part(0), middle = part(1), high = part(2);
+        const RgbBytes rgb =
+            YbrBytesToRgb(_mm256_shuffle_epi8(blend(low, high, middle), Twice(orders.separate[0])),
+                          _mm256_shuffle_epi8(blend(middle, low, high), Twice(orders.separate[1])),
+                          _mm256_shuffle_epi8(blend(high, middle, low), Twice(orders.separate[2])));
+        const __m256i blue = _mm256_shuffle_epi8(rgb.blue, Twice(orders.mix[0])),
+                      green = _mm256_shuffle_epi8(rgb.green, Twice(orders.mix[1])),
+                      red = _mm256_shuffle_epi8(rgb.red, Twice(orders.mix[2]));
+        const __m256i parts[3] = {blend(blue, green, red), blend(green, red, blue), blend(red, blue, green)};
+        for (size_t k = 0; k < 3; ++k) {
+            Store16(block + 16 * k, _mm256_castsi256_si128(parts[k]));
+            Store16(block + 48 + 16 * k, _mm256_extracti128_si256(parts[k], 1));
+        }
     }
+    kPlainImageKernels.ybrPixelsToBgr(samples + 3 * i, pixels - i);
 }
 }  // namespace
 
@@ -304,6 +333,6 @@ void SelectAvx2ImageKernels(ImageKernels* kernels)
     kernels->rangeOfWords = RangeOfWords;
     kernels->interleave3 = Interleave3;
     kernels->ybrToRgb = YbrToRgb;
-    kernels->ybrPixelsToRgb = YbrPixelsToRgb;
+    kernels->ybrPixelsToBgr = YbrPixelsToBgr;
 }
 }  // namespace talv

@@ -1,5 +1,8 @@
 #include <emmintrin.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include "image/image_kernels.h"
 
 namespace talv {
@@ -183,7 +186,7 @@ void YbrToRgb(uint8_t* first, uint8_t* second, uint8_t* third, size_t count)
 }
 
 // The samples take the way through three short planes, which stay in the nearest cache.
-void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
+void YbrPixelsToBgr(uint8_t* samples, size_t pixels)
 {
     constexpr size_t kBlock = 512;
     uint8_t planes[3][kBlock];
@@ -194,8 +197,21 @@ void YbrPixelsToRgb(uint8_t* samples, size_t pixels)
             for (size_t k = 0; k < 3; ++k) planes[k][i] = block[3 * i + k];
         YbrToRgb(planes[0], planes[1], planes[2], count);
         for (size_t i = 0; i < count; ++i)
-            for (size_t k = 0; k < 3; ++k) block[3 * i + k] = planes[k][i];
+            for (size_t k = 0; k < 3; ++k) block[3 * i + k] = planes[2 - k][i];
     }
+}
+// Whole cache lines only: a line that is stored in part would be read first.
+void CopyPastCaches(const uint8_t* source, uint8_t* target, size_t count)
+{
+    constexpr size_t kLine = 64;
+    const size_t misaligned = reinterpret_cast<uintptr_t>(target) % kLine;
+    const size_t head = std::min(count, misaligned == 0 ? 0 : kLine - misaligned);
+    std::memcpy(target, source, head);
+    size_t i = head;
+    for (; i + kLine <= count; i += kLine)
+        for (size_t part = 0; part < kLine; part += 16)
+            _mm_stream_si128(reinterpret_cast<__m128i*>(target + i + part), Load(source + i + part));
+    std::memcpy(target + i, source + i, count - i);
 }
 }  // namespace
 
@@ -209,6 +225,7 @@ void SelectSse2ImageKernels(ImageKernels* kernels)
     kernels->rangeOfWords = RangeOfWords;
     kernels->interleave2 = Interleave2;
     kernels->ybrToRgb = YbrToRgb;
-    kernels->ybrPixelsToRgb = YbrPixelsToRgb;
+    kernels->ybrPixelsToBgr = YbrPixelsToBgr;
+    kernels->copyPastCaches = CopyPastCaches;
 }
 }  // namespace talv

@@ -95,44 +95,35 @@ void ConvertCmykRow(const PixelLayout& layout, const ByteScale& scale, const uin
 }
 
 template <uint32_t bytesPerSample>
-void ScaleRow(const PixelLayout& layout, const ByteScale& scale, const uint8_t* source, uint8_t* target)
+void ScaleRow(const PixelLayout& layout, const ByteScale& scale, bool blueFirst, const uint8_t* source,
+              uint8_t* target)
 {
+    const size_t redAt = blueFirst ? 2 * layout.sampleStride : 0, blueAt = 2 * layout.sampleStride - redAt;
     for (uint32_t x = 0; x < layout.columns; ++x, source += layout.pixelStride, target += 3) {
-        const uint8_t red = scale.At(LoadSample(source, bytesPerSample));
+        const uint8_t red = scale.At(LoadSample(source + redAt, bytesPerSample));
         const uint8_t green = scale.At(LoadSample(source + layout.sampleStride, bytesPerSample));
-        const uint8_t blue = scale.At(LoadSample(source + 2 * layout.sampleStride, bytesPerSample));
+        const uint8_t blue = scale.At(LoadSample(source + blueAt, bytesPerSample));
         target[0] = blue;
         target[1] = green;
         target[2] = red;
     }
 }
 
-void ScaleRowOfAnyWidth(const PixelLayout& layout, const ByteScale& scale, const uint8_t* source,
-                        uint8_t* target)
+void ScaleRowOfAnyWidth(const PixelLayout& layout, const ByteScale& scale, bool blueFirst,
+                        const uint8_t* source, uint8_t* target)
 {
     switch (layout.bytesPerSample) {
         case 1:
-            return ScaleRow<1>(layout, scale, source, target);
+            return ScaleRow<1>(layout, scale, blueFirst, source, target);
         case 2:
-            return ScaleRow<2>(layout, scale, source, target);
+            return ScaleRow<2>(layout, scale, blueFirst, source, target);
         case 3:
-            return ScaleRow<3>(layout, scale, source, target);
+            return ScaleRow<3>(layout, scale, blueFirst, source, target);
         default:
-            return ScaleRow<4>(layout, scale, source, target);
+            return ScaleRow<4>(layout, scale, blueFirst, source, target);
     }
 }
 }  // namespace
-
-void ConvertYbrFull(const PixelLayout& layout, uint8_t* frame)
-{
-    if (layout.photometricCode != kYbrFull || layout.samplesPerPixel != 3 || layout.bitsAllocated != 8)
-        return;
-    const size_t pixels = layout.frameBytes / 3;
-    if (layout.sampleStride == 1)
-        BestImageKernels().ybrPixelsToRgb(frame, pixels);
-    else
-        BestImageKernels().ybrToRgb(frame, frame + pixels, frame + 2 * pixels, pixels);
-}
 
 void ConvertOneBit(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows)
 {
@@ -191,10 +182,11 @@ void ConvertPacked12(const PixelLayout& layout, const uint8_t* frame, BitmapRowW
 
 void ConvertLongs(const PixelLayout& layout, ValueRange range, const uint8_t* frame, BitmapRowWriter* rows)
 {
+    const uint32_t flip = LongFlip(layout);
     ForEachRow(layout, frame, size_t{layout.columns} * 2, rows, [&](const uint8_t* source, uint8_t* target) {
         for (size_t x = 0; x < layout.columns; ++x)
             StoreWord(target + 2 * x,
-                      ScaleLong(LoadSample(source + x * layout.pixelStride, 4), range) ^ layout.signOffset);
+                      ScaleLong(LoadSample(source + x * layout.pixelStride, 4) ^ flip, range));
     });
 }
 
@@ -236,28 +228,33 @@ void ConvertPaletteColors(const PixelLayout& layout, const PaletteMapping& mappi
     });
 }
 
-void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint8_t* frame,
+void ConvertColors(const PixelLayout& layout, const ByteScale& scale, ColorSamples* samples,
                    BitmapRowWriter* rows)
 {
     // Kept: a CMYK row is built with 4 bytes a pixel although the bitmap's pixels have 3, and its first
     // bytesPerLine bytes become the bitmap row. Pinned by ColorFrame.CmykStepsFourBytesAPixel.
     if (layout.photometricCode == kCmyk)
         return ForEachRow(
-            layout, frame, CmykRowBytes(layout), rows,
+            layout, samples->bytes(), CmykRowBytes(layout), rows,
             [&](const uint8_t* source, uint8_t* target) { ConvertCmykRow(layout, scale, source, target); });
 
     const size_t columns = layout.columns;
     const bool planes = layout.pixelStride == 1, pixels = layout.sampleStride == 1 && layout.pixelStride == 3;
+    const bool blueFirst = samples->blueFirst();
     std::vector<uint8_t> scaled(scale.IsOfBytes() && !scale.IsIdentity() && planes ? 3 * columns : 0);
-    ForEachRow(layout, frame, 3 * columns, rows, [&](const uint8_t* source, uint8_t* target) {
+    ForEachRow(layout, samples->bytes(), 3 * columns, rows, [&](const uint8_t* source, uint8_t* target) {
+        samples->Need(static_cast<size_t>(source - samples->bytes()) + layout.rowStride);
         if (!scale.IsOfBytes() || (!planes && !pixels)) {
-            ScaleRowOfAnyWidth(layout, scale, source, target);
+            ScaleRowOfAnyWidth(layout, scale, blueFirst, source, target);
         } else if (pixels) {
             if (!scale.IsIdentity()) {
                 scale.ScaleBytes(source, target, 3 * columns);
                 source = target;
             }
-            BestImageKernels().swapRgb(source, target, columns);
+            if (!blueFirst)
+                BestImageKernels().swapRgb(source, target, columns);
+            else if (target != source)
+                std::memmove(target, source, 3 * columns);
         } else {
             const uint8_t* plane[3];
             for (size_t k = 0; k < 3; ++k) {

@@ -12,9 +12,6 @@ namespace talv {
 // From the bytes of one frame to the rows of its bitmap. A frame whose rows are no longer than the bitmap's
 // and as deep may lie at the end of the bitmap's own pixels: every row is then moved forward.
 
-/// "YBR_FULL" of three 8-bit samples becomes RGB, in place; other data are left alone.
-void ConvertYbrFull(const PixelLayout& layout, uint8_t* frame);
-
 /// 1 bit, first pixel in the lowest bit, or a codec's byte a pixel -> 1 bit, first pixel in the highest bit.
 void ConvertOneBit(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
 /// Grey of any stored depth -> 8 bits.
@@ -23,7 +20,7 @@ void ConvertGrey8(const PixelLayout& layout, const uint8_t* frame, BitmapRowWrit
 void ConvertGrey16(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
 /// Packed 12-bit samples -> 16 bits.
 void ConvertPacked12(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);
-/// 32-bit samples -> 16 bits; offset binary where they are signed.
+/// 32-bit samples -> 16 bits, from 0 for the smallest value: offset binary where they are signed.
 void ConvertLongs(const PixelLayout& layout, ValueRange range, const uint8_t* frame, BitmapRowWriter* rows);
 /// Palette samples -> 8-bit indices. `table` has an entry for every stored sample of 1 or 2 bytes; without it
 /// every sample is looked up.
@@ -34,7 +31,7 @@ void ConvertPaletteColors(const PixelLayout& layout, const PaletteMapping& mappi
                           const std::vector<PaletteEntry>& table, const uint8_t* frame,
                           BitmapRowWriter* rows);
 /// Three or four samples -> 24 bits.
-void ConvertColors(const PixelLayout& layout, const ByteScale& scale, const uint8_t* frame,
+void ConvertColors(const PixelLayout& layout, const ByteScale& scale, ColorSamples* samples,
                    BitmapRowWriter* rows);
 /// Blue, green, red bytes of a codec, as they are.
 void CopyCodecColors(const PixelLayout& layout, const uint8_t* frame, BitmapRowWriter* rows);

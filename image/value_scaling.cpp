@@ -7,9 +7,9 @@ namespace {
 /// Samples looked at between two checks for the early end.
 constexpr size_t kMeasureBlock = 1 << 14;
 
-ValueRange MeasureRange(const PixelLayout& layout, const uint8_t* frame)
+ValueRange MeasureRange(const PixelLayout& layout, ColorSamples* samples)
 {
-    const size_t samples = size_t{layout.columns} * layout.rows * layout.samplesPerPixel;
+    const size_t total = size_t{layout.columns} * layout.rows * layout.samplesPerPixel;
     const uint32_t width = layout.bytesPerSample;
     const ImageKernels& kernels = BestImageKernels();
     const bool plainBytes =
@@ -18,9 +18,10 @@ ValueRange MeasureRange(const PixelLayout& layout, const uint8_t* frame)
                             static_cast<uint16_t>(layout.sampleMask),
                             static_cast<uint8_t>(layout.sampleShift)};
     ValueRange range;
-    for (size_t done = 0; done < samples; done += kMeasureBlock) {
-        const size_t count = std::min(kMeasureBlock, samples - done);
-        const uint8_t* block = frame + done * width;
+    for (size_t done = 0; done < total; done += kMeasureBlock) {
+        const size_t count = std::min(kMeasureBlock, total - done);
+        samples->Need((done + count) * width);
+        const uint8_t* block = samples->bytes() + done * width;
         if (plainBytes)
             kernels.rangeOfBytes(block, count, &range);
         else if (width == 2)
@@ -43,15 +44,38 @@ uint32_t ClampToMask(int32_t value, const PixelLayout& layout)
 }
 }  // namespace
 
+ColorSamples::ColorSamples(const PixelLayout& layout, uint8_t* frame)
+    : frame_(frame), total_(layout.frameBytes), ready_(layout.frameBytes)
+{
+    if (layout.photometricCode != kYbrFull || layout.samplesPerPixel != 3 || layout.bitsAllocated != 8 ||
+        layout.fromCodec)
+        return;
+    const size_t pixels = total_ / 3;
+    if (layout.sampleStride != 1) {
+        BestImageKernels().ybrToRgb(frame, frame + pixels, frame + 2 * pixels, pixels);
+        return;
+    }
+    ready_ = 0;
+    blueFirst_ = true;
+}
+
+void ColorSamples::ConvertUpTo(size_t count)
+{
+    constexpr size_t kBlock = 3 * 1024;  // whole pixels, and whole registers of them
+    const size_t end = std::min(total_, (count + kBlock - 1) / kBlock * kBlock);
+    BestImageKernels().ybrPixelsToBgr(frame_ + ready_, (end - ready_) / 3);
+    ready_ = end;
+}
+
 ValueRange FindValueRange(const ImageDescription& description, const PixelLayout& layout, bool alwaysMeasure,
-                          const uint8_t* frame)
+                          ColorSamples* samples)
 {
     bool smallestKnown = description.hasSmallest, largestKnown = description.hasLargest;
     if (alwaysMeasure ||
         (smallestKnown && largestKnown && description.smallestValue == description.largestValue))
         smallestKnown = largestKnown = false;
     ValueRange range;
-    if (!smallestKnown || !largestKnown) range = MeasureRange(layout, frame);
+    if (!smallestKnown || !largestKnown) range = MeasureRange(layout, samples);
     if (smallestKnown) range.smallest = ClampToMask(description.smallestValue, layout);
     if (largestKnown) range.largest = ClampToMask(description.largestValue, layout);
     return range;
@@ -78,12 +102,13 @@ void ByteScale::ScaleBytes(const uint8_t* source, uint8_t* target, size_t count)
 ValueRange FindRangeOfLongs(const ImageDescription& description, const PixelLayout& layout,
                             bool alwaysMeasure, const uint8_t* frame)
 {
+    const uint32_t flip = LongFlip(layout);
     if (description.hasSmallest && description.hasLargest && !alwaysMeasure)
-        return {static_cast<uint32_t>(description.smallestValue),
-                static_cast<uint32_t>(description.largestValue)};
+        return {static_cast<uint32_t>(description.smallestValue) ^ flip,
+                static_cast<uint32_t>(description.largestValue) ^ flip};
     ValueRange range;
     for (size_t at = 0; at + 4 <= layout.frameBytes; at += 4) {
-        const uint32_t value = LoadSample(frame + at, 4);
+        const uint32_t value = LoadSample(frame + at, 4) ^ flip;
         range.smallest = std::min(range.smallest, value);
         range.largest = std::max(range.largest, value);
     }

@@ -8,10 +8,33 @@
 #include "image/pixel_layout.h"
 
 namespace talv {
+/// The samples of a colour frame. Those of "YBR_FULL" with three bytes a pixel become red, green, blue; where
+/// pixel by pixel, then as far as they are asked for and with blue first, as the bitmap has them.
+class ColorSamples
+{
+  public:
+    ColorSamples(const PixelLayout& layout, uint8_t* frame);
+
+    const uint8_t* bytes() const { return frame_; }
+    bool blueFirst() const { return blueFirst_; }
+    /// Makes the first `count` bytes of the frame ready.
+    void Need(size_t count)
+    {
+        if (count > ready_) ConvertUpTo(count);
+    }
+
+  private:
+    void ConvertUpTo(size_t count);
+
+    uint8_t* frame_;
+    size_t total_, ready_;
+    bool blueFirst_ = false;
+};
+
 /// The range of values that is spread over 0..255: what the file says, else what the frame's samples span.
 /// Measuring ends as soon as both ends of the possible range have been met.
 ValueRange FindValueRange(const ImageDescription& description, const PixelLayout& layout, bool alwaysMeasure,
-                          const uint8_t* frame);
+                          ColorSamples* samples);
 
 /// Maps a stored sample to 0..255: 0 up to the smallest value, 255 from the largest on, linear between.
 class ByteScale
@@ -42,8 +65,13 @@ class ByteScale
     std::vector<uint8_t> table_;
 };
 
-/// The range that 32-bit samples, taken without a sign, are spread from: what the file says when it gives
-/// both ends, else what the frame's samples span.
+/// What turns 32-bit samples into unsigned numbers of the same order: their sign bit where they have one.
+inline uint32_t LongFlip(const PixelLayout& layout)
+{
+    return layout.signOffset != 0 ? 0x80000000 : 0;
+}
+/// The range, in unsigned numbers, that 32-bit samples are spread from: what the file says when it gives both
+/// ends, else what the frame's samples span.
 ValueRange FindRangeOfLongs(const ImageDescription& description, const PixelLayout& layout,
                             bool alwaysMeasure, const uint8_t* frame);
 /// 0 up to the smallest value, 65535 from the largest on, linear between.

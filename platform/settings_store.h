@@ -5,7 +5,8 @@
 
 namespace talv {
 /// One key of the machine-wide settings store: HKEY_LOCAL_MACHINE on Windows, a table of this process
-/// elsewhere. Values carry raw bytes under the registry type REG_SZ, whatever they mean.
+/// elsewhere. Values carry raw bytes under the registry type REG_SZ, whatever they mean; under REG_BINARY
+/// where the system's code page would change them.
 class SettingsKey
 {
   public:

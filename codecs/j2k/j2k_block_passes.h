@@ -318,9 +318,6 @@ void DecodePasses(const J2kBlockJob& job, const J2kBlockSegment* segments, size_
             // Pass 0 is the clean-up of the first plane, then three passes a plane.
             const int bit = job.planes - 1 - (pass + 2) / 3;
             if (bit < 0) return;
-            if (i >= segments[s].wholePasses &&
-                (raw || coder.mq.HasTaken(segments[s].data + segments[s].size)))
-                return;
             plane.bit = bit + fraction;
             causal ? RunPass<true>(plane, (pass + 2) % 3, job.style, raw, coder)
                    : RunPass<false>(plane, (pass + 2) % 3, job.style, raw, coder);

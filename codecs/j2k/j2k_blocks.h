@@ -30,7 +30,6 @@ struct J2kBlockSegment
     const uint8_t* data;
     size_t size;
     int passes;
-    int wholePasses;  ///< the first so many passes have all their bytes; the others end where the bytes do
 };
 
 /// What a code-block's decoder needs to know.

@@ -153,9 +153,6 @@ class MqDecoder
         return true;
     }
 
-    /// True when all bytes before `end` are decoded or in the register.
-    bool HasTaken(const uint8_t* end) const { return next_ >= end; }
-
   private:
     void Refill()
     {

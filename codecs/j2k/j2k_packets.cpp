@@ -172,8 +172,7 @@ bool J2kPacketReader::ReadBlockHeader(PacketBitReader& bits, const J2kTileCompon
         if (!bits.Good()) return false;
         if (tile_->chunks.size() % 1024 == 0 && !tile_->TakeMemory(2048 * sizeof(J2kChunk)))
             throw std::bad_alloc();
-        tile_->chunks.push_back(
-            {nullptr, size, static_cast<uint8_t>(count), block.segmentPasses == 0, false, 0});
+        tile_->chunks.push_back({nullptr, size, static_cast<uint8_t>(count), block.segmentPasses == 0, 0});
         const auto index = static_cast<uint32_t>(tile_->chunks.size());
         if (block.lastChunk == 0)
             block.firstChunk = index;
@@ -199,14 +198,18 @@ bool J2kPacketReader::TakeBodies()
 {
     for (size_t i = firstNewChunk_; i < tile_->chunks.size(); ++i) {
         J2kChunk& chunk = tile_->chunks[i];
-        chunk.cut = chunk.size > body_.size;
-        if (chunk.cut) chunk.size = static_cast<uint32_t>(body_.size);
-        chunk.data = body_.data;
-        Skip(&body_, chunk.size);
-        if (chunk.cut) {
+        if (chunk.size > body_.size) {
+            // Of passes cut short those are kept that the bytes surely hold.
+            const uint64_t kept = uint64_t{chunk.passes} * body_.size / chunk.size;
+            chunk.passes = static_cast<uint8_t>(kept);
+            chunk.size = static_cast<uint32_t>(body_.size);
+            chunk.data = body_.data;
+            Skip(&body_, body_.size);
             DropChunks(i + 1);
             return false;
         }
+        chunk.data = body_.data;
+        Skip(&body_, chunk.size);
     }
     return true;
 }

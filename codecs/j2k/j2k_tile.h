@@ -26,7 +26,6 @@ struct J2kChunk
     uint32_t size;
     uint8_t passes;
     bool startsSegment;
-    bool cut;       ///< the stream ends before the bytes of its passes do
     uint32_t next;  ///< index + 1 of the block's next chunk, 0 for none
 };
 

@@ -46,11 +46,10 @@ void GatherSegments(const std::vector<J2kChunk>& chunks, const BlockWork& work, 
         if (chunk.startsSegment || thread->segments.empty()) {
             if (!thread->segments.empty()) close();
             thread->joined.push_back(0);
-            thread->segments.push_back({thread->joined.data() + thread->joined.size(), 0, 0, 0});
+            thread->segments.push_back({thread->joined.data() + thread->joined.size(), 0, 0});
         }
         J2kBlockSegment& segment = thread->segments.back();
         segment.passes += chunk.passes;
-        if (!chunk.cut) segment.wholePasses = segment.passes;
         segment.size += chunk.size;
         thread->joined.insert(thread->joined.end(), chunk.data, chunk.data + chunk.size);
     }

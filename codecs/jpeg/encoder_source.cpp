@@ -11,11 +11,6 @@ struct Pixel
     int a = 0, b = 0, c = 0, d = 0;  // red, green, blue and the fourth byte; or Y, Cb, Cr
 };
 
-bool IsPacked422(const BitmapHeader& h)
-{
-    return h.compression == kCompressionYuy2 || h.compression == kCompressionUyvy;
-}
-
 Pixel ReadPixel(const uint8_t* row, int x, const BitmapHeader& header)
 {
     if (IsPacked422(header)) {

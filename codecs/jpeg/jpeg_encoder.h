@@ -10,6 +10,10 @@ namespace talv::jpeg {
 inline constexpr uint32_t kCompressionYuy2 = 0x32595559;
 inline constexpr uint32_t kCompressionUyvy = 0x59565955;
 inline constexpr uint32_t kCompressionTgry = 0x59524754;
+inline bool IsPacked422(const BitmapHeader& header)
+{
+    return header.compression == kCompressionYuy2 || header.compression == kCompressionUyvy;
+}
 
 /// The picture to be written: one plane a component, already subsampled, in whole MCUs (edges repeated).
 struct EncoderPlane

@@ -16,9 +16,6 @@ constexpr uint32_t kFirstFieldFlag = 1u << 31;
 enum StreamKind : int32_t
 {
     kDetect = 0,
-    kCmpKind = 5,
-    kCmpKind20 = 20,
-    kCmpKind165 = 165,
     kRawWithTables = -5,
     kRawWithTables20 = -20,
     kRawFrame = -10,
@@ -36,10 +33,6 @@ int32_t DetectKind(const LoadRequest& request)
     return kJpegKind;
 }
 
-bool IsCmp(int32_t kind)
-{
-    return kind == kCmpKind || kind == kCmpKind20 || kind == kCmpKind165;
-}
 bool IsRaw(int32_t kind)
 {
     return kind == kRawFrame || kind == kRawWithTables || kind == kRawWithTables20;
@@ -74,7 +67,7 @@ int32_t OpenFrame(const LoadRequest& request, int32_t kind, JpegDecoder* d)
     d->kernels = SelectJpegKernels(d->level);
     d->rowReset = (request.flags & kRowResetFlag) != 0;
     d->bitsPerPixel = request.bitsPerPixel;
-    const int32_t status = IsCmp(kind) ? ReadCmpHeader(d) : ReadHeader(d);
+    const int32_t status = IsCmpKind(kind) ? ReadCmpHeader(d) : ReadHeader(d);
     if (status < 0) return status;
     if (request.width < d->width) return kCodecTooNarrow;
     const bool wideGrey = request.bitsPerPixel == 16 && d->componentCount == 1;

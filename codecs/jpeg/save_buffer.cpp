@@ -45,22 +45,12 @@ struct Coding
     int restartInterval;
 };
 
-bool IsCmp(const SaveRequest& r)
-{
-    return r.kind == 5 || r.kind == 20 || r.kind == 165;
-}
-
 Coding ReadCoding(const SaveRequest& r)
 {
     const int mode = static_cast<int>(r.coding >> 8 & 0xFF);
     // CMP streams hold no red, green and blue: their nearest form has all colour differences.
-    return {static_cast<int>(r.coding & 0xFF), IsCmp(r) && mode == 12 ? 1 : mode,
+    return {static_cast<int>(r.coding & 0xFF), IsCmpKind(r.kind) && mode == 12 ? 1 : mode,
             static_cast<int>(r.coding >> 16)};
-}
-
-bool IsPacked(const BitmapHeader& h)
-{
-    return h.compression == kCompressionYuy2 || h.compression == kCompressionUyvy;
 }
 
 int32_t CheckRequest(const SaveRequest& r)
@@ -68,11 +58,11 @@ int32_t CheckRequest(const SaveRequest& r)
     const BitmapHeader& h = *r.header;
     if (h.size != sizeof h || (r.extras != nullptr && r.extras->size != sizeof(SaveExtras)))
         return kCodecInvalidParameter;
-    const int bits = IsPacked(h) ? 24 : h.bitsPerPixel;
+    const int bits = IsPacked422(h) ? 24 : h.bitsPerPixel;
     if (bits != 8 && bits != 12 && bits != 16 && bits != 24 && bits != 32) return kCodecBadDepth;
-    if (bits == 16 && (r.sixteenBitLimit != 0 || IsCmp(r))) return kCodecSixteenBits;
+    if (bits == 16 && (r.sixteenBitLimit != 0 || IsCmpKind(r.kind))) return kCodecSixteenBits;
     const int mode = ReadCoding(r).colourMode;
-    if (mode > 12 || (mode == 7 && IsCmp(r))) return kCodecBadColourMode;
+    if (mode > 12 || (mode == 7 && IsCmpKind(r.kind))) return kCodecBadColourMode;
     if (h.width < 1 || h.width > 65535 || h.height == 0 || h.height == INT32_MIN ||
         std::abs(h.height) > 65535)
         return kCodecInvalidParameter;
@@ -280,10 +270,10 @@ ByteString WriteCmp(const SaveRequest& r, const EncoderPicture& picture)
 int32_t SaveBuffer(const SaveRequest& r)
 {
     if (int32_t status = CheckRequest(r); status < 0) return status;
-    const bool cmp = IsCmp(r);
+    const bool cmp = IsCmpKind(r.kind);
     const int bits = r.header->bitsPerPixel;
     EncoderPicture picture;
-    picture.precision = (bits == 12 || bits == 16) && !IsPacked(*r.header) && !cmp ? bits : 8;
+    picture.precision = (bits == 12 || bits == 16) && !IsPacked422(*r.header) && !cmp ? bits : 8;
     picture.lossless = picture.precision > 8 || ((r.options & kSaveLossless) != 0 && !cmp);
     picture.fields = (r.options & kSaveFields) != 0 && std::abs(r.header->height) > 1 ? 2 : 1;
     FillPicture(r.source, *r.header, ReadCoding(r).colourMode, &picture);

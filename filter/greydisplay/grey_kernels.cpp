@@ -24,16 +24,6 @@ void Ramp(const uint8_t* words, uint8_t* pixels, size_t count, const GreyRamp& r
     }
 }
 
-void Ramp12(const uint8_t* packed, uint8_t* pixels, size_t count, const GreyRamp& ramp)
-{
-    uint8_t words[2 * kUnpackedSamples];
-    for (size_t i = 0; i < count; i += kUnpackedSamples) {
-        const size_t taken = std::min(kUnpackedSamples, count - i);
-        Unpack12(packed + i / 2 * 3, words, taken);
-        Ramp(words, pixels + 4 * i, taken, ramp);
-    }
-}
-
 // Two pixels go out with one store.
 void LookUp(const uint8_t* words, uint8_t* pixels, size_t count, const uint32_t* entries)
 {
@@ -46,9 +36,22 @@ void LookUp(const uint8_t* words, uint8_t* pixels, size_t count, const uint32_t*
     }
     if (i < count) std::memcpy(pixels + 4 * i, entries + Word(words + 2 * i), 4);
 }
+
+/// What `kernel` makes of packed samples once they are words.
+template <auto kernel, class Look>
+void Unpacked(const uint8_t* packed, uint8_t* pixels, size_t count, Look look)
+{
+    uint8_t words[2 * kUnpackedSamples];
+    for (size_t i = 0; i < count; i += kUnpackedSamples) {
+        const size_t taken = std::min(kUnpackedSamples, count - i);
+        Unpack12(packed + i / 2 * 3, words, taken);
+        kernel(words, pixels + 4 * i, taken, look);
+    }
+}
 }  // namespace
 
-const GreyKernels kPlainGreyKernels = {&Ramp, &Ramp12, &LookUp};
+const GreyKernels kPlainGreyKernels = {&Ramp, &Unpacked<&Ramp, const GreyRamp&>, &LookUp,
+                                       &Unpacked<&LookUp, const uint32_t*>};
 
 void Unpack12(const uint8_t* packed, uint8_t* words, size_t count)
 {

@@ -26,6 +26,7 @@ struct GreyKernels
     void (*ramp12)(const uint8_t* packed, uint8_t* pixels, size_t count, const GreyRamp& ramp);
     /// `entries`: 65,536 pixels, one for every word.
     void (*lookUp)(const uint8_t* words, uint8_t* pixels, size_t count, const uint32_t* entries);
+    void (*lookUp12)(const uint8_t* packed, uint8_t* pixels, size_t count, const uint32_t* entries);
 };
 
 /// Samples that Unpack12 takes at a time.

@@ -61,9 +61,12 @@ void Ramp12(const uint8_t* packed, uint8_t* pixels, size_t count, const GreyRamp
     }
 }
 
-__m128i Entry(const uint32_t* entries, uint32_t word)
+/// Four entries side by side.
+void StoreEntries(const uint32_t* entries, uint32_t a, uint32_t b, uint32_t c, uint32_t d, uint8_t* pixels)
 {
-    return _mm_loadu_si32(entries + word);
+    const __m128i front = _mm_unpacklo_epi32(_mm_loadu_si32(entries + a), _mm_loadu_si32(entries + b));
+    const __m128i back = _mm_unpacklo_epi32(_mm_loadu_si32(entries + c), _mm_loadu_si32(entries + d));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pixels), _mm_unpacklo_epi64(front, back));
 }
 
 // The words come two at a time and the pixels go out four at a time: every load and store saved counts here.
@@ -74,18 +77,27 @@ void LookUp(const uint8_t* words, uint8_t* pixels, size_t count, const uint32_t*
         uint32_t two[2];
         std::memcpy(&two[0], words + 2 * i, 4);
         std::memcpy(&two[1], words + 2 * i + 4, 4);
-        const __m128i front =
-            _mm_unpacklo_epi32(Entry(entries, two[0] & 0xFFFF), Entry(entries, two[0] >> 16));
-        const __m128i back =
-            _mm_unpacklo_epi32(Entry(entries, two[1] & 0xFFFF), Entry(entries, two[1] >> 16));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(pixels + 4 * i), _mm_unpacklo_epi64(front, back));
+        StoreEntries(entries, two[0] & 0xFFFF, two[0] >> 16, two[1] & 0xFFFF, two[1] >> 16, pixels + 4 * i);
     }
     kPlainGreyKernels.lookUp(words + 2 * i, pixels + 4 * i, count - i, entries);
+}
+
+void LookUp12(const uint8_t* packed, uint8_t* pixels, size_t count, const uint32_t* entries)
+{
+    for (; count >= 5; count -= 4, packed += 6, pixels += 16)  // 6 bytes, and the second load takes another
+    {
+        uint32_t two[2];
+        std::memcpy(&two[0], packed, 4);
+        std::memcpy(&two[1], packed + 3, 4);
+        StoreEntries(entries, two[0] & 0xFFF, two[0] >> 12 & 0xFFF, two[1] & 0xFFF, two[1] >> 12 & 0xFFF,
+                     pixels);
+    }
+    kPlainGreyKernels.lookUp12(packed, pixels, count, entries);
 }
 }  // namespace
 
 void SelectSse2GreyKernels(GreyKernels* kernels)
 {
-    *kernels = {&Ramp, &Ramp12, &LookUp};
+    *kernels = {&Ramp, &Ramp12, &LookUp, &LookUp12};
 }
 }  // namespace talv

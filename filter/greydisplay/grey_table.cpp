@@ -92,14 +92,10 @@ void GreyTable::TryRamp(const GreyBlock& block, const GreyScale& scale, const Gr
 void GreyTable::Convert(uint32_t bits, const uint8_t* row, uint8_t* pixels, size_t count) const
 {
     const GreyKernels& kernels = BestGreyKernels();
-    if (isRamp_) return (bits == 12 ? kernels.ramp12 : kernels.ramp)(row, pixels, count, ramp_);
-    if (bits != 12) return kernels.lookUp(row, pixels, count, entries_.data());
-    uint8_t words[2 * kUnpackedSamples];
-    for (size_t i = 0; i < count; i += kUnpackedSamples) {
-        const size_t taken = std::min(kUnpackedSamples, count - i);
-        Unpack12(row + i / 2 * 3, words, taken);
-        kernels.lookUp(words, pixels + 4 * i, taken, entries_.data());
-    }
+    if (isRamp_)
+        (bits == 12 ? kernels.ramp12 : kernels.ramp)(row, pixels, count, ramp_);
+    else
+        (bits == 12 ? kernels.lookUp12 : kernels.lookUp)(row, pixels, count, entries_.data());
 }
 
 void ConvertGreyFrame(const GreyBlock& block, const GreyTable& table, const uint8_t* frame, size_t frameBytes,

@@ -41,17 +41,22 @@ int Components(uint32_t colourMode)
 }
 
 void ReadBack(const Bytes& stream, const Bytes& source, const BitmapHeader& header, uint32_t colourMode,
-              bool lossless)
+              bool cmp, uint32_t options)
 {
     const int width = header.width, height = std::abs(header.height);
     const bool wide = header.compression == 0 && (header.bitsPerPixel == 12 || header.bitsPerPixel == 16);
-    const uint32_t bits = wide ? 16 : 8 * static_cast<uint32_t>(Components(colourMode));
+    const bool lossless = !cmp && (wide || (options & kSaveLossless) != 0);
+    // One field alone is half of the picture it is read back as.
+    const bool field = (options & kSaveMotionFrame) != 0 &&
+                       (options & (kSaveFirstField | kSaveSecondField)) != 0 && (options & kSaveFields) == 0;
+    const int components = Components(colourMode);
+    const uint32_t bits = wide && !cmp && components == 1 ? 16 : 8 * static_cast<uint32_t>(components);
     const size_t stride = (static_cast<size_t>(width) * bits + 31) / 32 * 4;
     Bytes rows(stride * static_cast<size_t>(height));
     // Rows of a positive height come last row first.
     Require(fltLoadBufferCMP(stream.data(), static_cast<uint32_t>(stream.size()), rows.data(), 0, width,
                              header.height > 0 ? -height : height, bits, nullptr, 0) == kCodecOk);
-    const bool comparable = lossless && header.compression == 0 && header.bitsPerPixel == bits &&
+    const bool comparable = lossless && !field && header.compression == 0 && header.bitsPerPixel == bits &&
                             (bits != 8 || colourMode == 0 || colourMode == 11);
     if (!comparable) return;
     for (int y = 0; y < height; ++y)
@@ -106,8 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             output.resize(written);
             if (packed) header.height = -header.height;  // positive is first row first there
             if (header.compression == kCompressions[5]) header.height = -header.height;
-            ReadBack(output, source, header, colourMode,
-                     (options & kSaveLossless) != 0 && kind != 5 && kind != 165);
+            ReadBack(output, source, header, colourMode, kind == 5 || kind == 165, options);
             break;
         case kCodecInvalidParameter:
             Require(written > room);

@@ -55,11 +55,17 @@ bool SettingsKey::WriteBytes(const char* name, const void* bytes, size_t count)
     try {
         // The call takes the bytes for text: it looks behind the last one and stores a zero that it finds
         // there too.
-        std::string value(static_cast<const char*>(bytes), count);
+        std::string value(static_cast<const char*>(bytes), count), kept(count, '\0');
         value.push_back('\xFF');
-        return RegSetValueExA(static_cast<HKEY>(key_), name, 0, REG_SZ,
-                              reinterpret_cast<const BYTE*>(value.data()),
-                              static_cast<DWORD>(count)) == ERROR_SUCCESS;
+        const auto write = [&](DWORD type) {
+            return RegSetValueExA(static_cast<HKEY>(key_), name, 0, type,
+                                  reinterpret_cast<const BYTE*>(value.data()),
+                                  static_cast<DWORD>(count)) == ERROR_SUCCESS;
+        };
+        if (!write(REG_SZ)) return false;
+        // Code pages with characters of several bytes do not give every byte back.
+        const bool same = ReadBytes(name, kept.data(), count) && value.compare(0, count, kept) == 0;
+        return same || write(REG_BINARY);
     } catch (const std::bad_alloc&) {
         return false;
     }

@@ -155,8 +155,7 @@ TEST(J2kBlocks, VariantsAgreeOnSegmentsOfAnyBytes)
             const size_t size = random() % 700;
             segment = Padded(RandomBytes(random, size, random() % 3));
             const int passes = std::min(PassesInSegment(job.style, pass), 12);
-            const int whole = passes - static_cast<int>(random() % 4 == 0);
-            segments.push_back({segment.data() + 1, size, passes, whole});
+            segments.push_back({segment.data() + 1, size, passes});
             pass += passes;
         }
         plain.Reserve(job.width, job.height);

@@ -63,6 +63,7 @@ TEST(J2kHeader, SizesMustAgree)
         {"16384 components", &HeaderFields::components, 16384, kCodecBadDepth},
         {"high-throughput blocks announced", &HeaderFields::profile, 0x4000, kCodecUnsupported},
         {"order", &HeaderFields::order, 5, kJ2kBrokenHeader},
+        {"reserved bits of the style", &HeaderFields::style, 8, kJ2kBrokenHeader},
         {"no layers", &HeaderFields::layers, 0, kJ2kBrokenHeader},
         {"33 levels", &HeaderFields::levels, 33, kJ2kBrokenHeader},
         {"block width", &HeaderFields::blockX, 9, kJ2kBrokenHeader},
@@ -107,13 +108,68 @@ TEST(J2kHeader, PackedHeadersSetTheProfile)
     EXPECT_EQ(reader.Parameters().Find("XYsize", -1, -1, 0), nullptr);
 }
 
-TEST(J2kHeader, PackedHeadersInATileHeaderOrOutOfOrderAreRefused)
+/// A segment of packed headers with that index.
+ByteVector Packed(uint32_t marker, uint32_t index, const ByteVector& bytes = {})
 {
-    const ByteVector packed = ByteWriter().U16be(0xFF60).U16be(3).U8(0);
-    const ByteVector inTile = MainHeader({}).Bytes(TilePart(0, kEmptyPacket, packed).Content());
-    EXPECT_EQ(Decode(inTile, 16, 16, 8).status, kJ2kBrokenHeader);
-    const ByteVector gap = MainHeader({}).U16be(0xFF60).U16be(3).U8(1).U16be(0xFF90);
-    EXPECT_EQ(Open(gap), kJ2kBrokenHeader);
+    return ByteWriter().U16be(marker).U16be(3 + static_cast<uint32_t>(bytes.size())).U8(index).Bytes(bytes);
+}
+
+TEST(J2kHeader, PackedHeadersOutOfPlaceOrOrderAreRefused)
+{
+    const ByteVector main = MainHeader({});
+    EXPECT_EQ(Open(ByteWriter().Bytes(main).Bytes(Packed(0xFF60, 1)).U16be(0xFF90)), kJ2kBrokenHeader);
+    // Two tile-parts; what stands in the header of the second one.
+    const auto status = [&](const ByteVector& header) {
+        const ByteVector first = TilePart(0, kEmptyPacket), second = TilePart(0, kEmptyPacket, header);
+        return Decode(ByteWriter().Bytes(main).Bytes(first).Bytes(second), 16, 16, 8).status;
+    };
+    EXPECT_EQ(status(Packed(0xFF60, 0)), kJ2kBrokenHeader);
+    EXPECT_EQ(status(Packed(0xFF61, 0, {0x00})), kCodecOk);
+    EXPECT_EQ(status(Packed(0xFF61, 1, {0x00})), kJ2kBrokenHeader);
+    const ByteVector zero = Packed(0xFF61, 0), one = Packed(0xFF61, 1), two = Packed(0xFF61, 2, {0x00});
+    EXPECT_EQ(status(ByteWriter().Bytes(two).Bytes(zero).Bytes(one)), kCodecOk);
+    EXPECT_EQ(status(ByteWriter().Bytes(two).Bytes(zero)), kJ2kBrokenHeader);
+    EXPECT_EQ(status(ByteWriter().Bytes(zero).Bytes(zero).Bytes(one)), kJ2kBrokenHeader);
+    EXPECT_EQ(status({0xFF, 0x61, 0x00, 0x02}), kJ2kBrokenHeader);
+}
+
+TEST(J2kHeader, SegmentsOfComponentsThatAreNotThereAreRefused)
+{
+    const ByteVector segments[] = {{0xFF, 0x53, 0x00, 0x09, 1, 0, 0, 4, 4, 0, 1},
+                                   {0xFF, 0x5D, 0x00, 0x05, 1, 0x40, 0x40},
+                                   {0xFF, 0x5E, 0x00, 0x05, 1, 0, 5}};
+    for (const ByteVector& segment : segments) {
+        ByteVector stream = MainHeader({}).Bytes(segment).U16be(0xFF90);
+        EXPECT_EQ(Open(stream), kJ2kBrokenHeader);
+    }
+}
+
+// Each of the first would be counted anew, each of the others sorts every precinct and reads none.
+TEST(J2kHeader, ProgressionChangesWithoutEndAreBoundedByTheBudget)
+{
+    const ByteVector change = {0xFF, 0x5F, 0x00, 0x09, 0, 0, 0, 1, 33, 1, 0};
+    ByteWriter many = MainHeader({});
+    for (int i = 0; i < 40000; ++i) many.Bytes(change);
+    many.Bytes(TilePart(0, kEmptyPacket).Content());
+    EXPECT_EQ(Decode(many, 16, 16, 8).status, kCodecOk);
+
+    HeaderFields fields;
+    fields.endX = fields.endY = fields.tileWidth = fields.tileHeight = 256;
+    fields.blockX = fields.blockY = 0;
+    ByteWriter empty = MainHeader(fields);
+    const ByteVector entry = {0, 0, 0, 0, 33, 1, 2};
+    for (int i = 0; i < 4; ++i) {
+        empty.U16be(0xFF5F).U16be(2 + 7 * 9000);
+        for (int k = 0; k < 9000; ++k) empty.Bytes(entry);
+    }
+    ByteVector stream = empty;
+    // Precincts of two by two samples.
+    const size_t coding = MainHeader(fields).Size() - 6 - 14;
+    stream[coding + 3] = 13;
+    stream[coding + 4] = 1;
+    stream.insert(stream.begin() + static_cast<ptrdiff_t>(coding) + 14, 0x11);
+    stream = ByteWriter().Bytes(stream).Bytes(TilePart(0, ByteVector(100, 0)).Content());
+    EXPECT_EQ(Decode(stream, 256, 256, 8).status, kCodecNoMemory);
 }
 
 TEST(J2kHeader, ComponentsFindTheirOwnValuesFirst)

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <random>
 
 #include "codecs/j2k/j2k_codestream.h"
@@ -334,6 +335,138 @@ TEST(J2kPeer, ProgressionThatLeavesOutTheHighestResolutionEqualsAStreamCutBefore
     const Picture picture = Decode(EncodeWithPeer(frame, parameters), 83, 70, 24);
     ASSERT_EQ(picture.status, kCodecOk);
     EXPECT_TRUE(picture.rows == Decode(cut, 83, 70, 24).rows);
+}
+
+/// A tile-part of a peer's stream taken apart at its SOP and EPH marks.
+struct PeerPart
+{
+    ByteVector start;  ///< SOT and what follows it up to SOD
+    ByteVector headers, bodies;
+};
+
+/// A peer's stream whose packets are marked: `main` receives the main header.
+std::vector<PeerPart> SplitPackets(const ByteVector& stream, ByteVector* main)
+{
+    const auto word = [&](size_t at) { return static_cast<size_t>(stream[at] << 8 | stream[at + 1]); };
+    size_t at = 2;
+    while (word(at) != 0xFF90) at += 2 + word(at + 2);
+    main->assign(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(at));
+    std::vector<PeerPart> parts;
+    while (word(at) == 0xFF90) {
+        const size_t end = at + (word(at + 6) << 16 | word(at + 8));
+        PeerPart part;
+        size_t packet = at + 12;
+        while (word(packet) != 0xFF93) packet += 2 + word(packet + 2);
+        part.start.assign(&stream[at], &stream[packet]);
+        for (packet += 2; packet < end;) {
+            size_t body = packet + 6;  // behind SOP
+            while (word(body) != 0xFF92) ++body;
+            body += 2;
+            part.headers.insert(part.headers.end(), &stream[packet] + 6, &stream[body]);
+            size_t next = body;
+            while (next < end && word(next) != 0xFF91) ++next;
+            part.bodies.insert(part.bodies.end(), stream.begin() + static_cast<ptrdiff_t>(body),
+                               stream.begin() + static_cast<ptrdiff_t>(next));
+            packet = next;
+        }
+        parts.push_back(part);
+        at = end;
+    }
+    return parts;
+}
+
+/// The parts again, each with its packed headers in `piece` bytes a segment; the indices of a part go on
+/// from those of the tile's parts before or start anew.
+ByteVector WithTilePacked(const ByteVector& main, const std::vector<PeerPart>& parts, size_t piece, bool goOn)
+{
+    ByteWriter w;
+    w.Bytes(main);
+    std::map<int, uint32_t> indices;
+    for (const PeerPart& part : parts) {
+        uint32_t& index = indices[part.start[5]];
+        if (!goOn) index = 0;
+        ByteWriter header;
+        for (size_t from = 0; from < part.headers.size(); from += piece) {
+            const size_t count = std::min(piece, part.headers.size() - from);
+            header.U16be(0xFF61).U16be(static_cast<uint32_t>(3 + count)).U8(index++);
+            header.Bytes(&part.headers[from], count);
+        }
+        const size_t length = part.start.size() + header.Size() + 2 + part.bodies.size();
+        w.Bytes(part.start.data(), 6).U32be(static_cast<uint32_t>(length));
+        w.Bytes(&part.start[10], part.start.size() - 10).Bytes(header.Content());
+        w.U16be(0xFF93).Bytes(part.bodies);
+    }
+    return w.U16be(0xFFD9);
+}
+
+ByteVector WithMainPacked(const ByteVector& main, const std::vector<PeerPart>& parts, size_t piece)
+{
+    ByteWriter packed;
+    for (const PeerPart& part : parts)
+        packed.U32be(static_cast<uint32_t>(part.headers.size())).Bytes(part.headers);
+    ByteWriter header;
+    header.Bytes(main);
+    uint32_t index = 0;
+    for (size_t from = 0; from < packed.Size(); from += piece) {
+        const size_t count = std::min(piece, packed.Size() - from);
+        header.U16be(0xFF60).U16be(static_cast<uint32_t>(3 + count)).U8(index++);
+        header.Bytes(packed.Data() + from, count);
+    }
+    std::vector<PeerPart> bare = parts;
+    for (PeerPart& part : bare) part.headers.clear();
+    return WithTilePacked(header, bare, piece, false);
+}
+
+TEST(J2kPeer, HeadersOfThePeersPacketsDecodeFromWhereverTheyArePacked)
+{
+    const PeerFrame frame = Colour();
+    opj_cparameters_t parameters = DefaultPeerParameters(frame);
+    Tiles(parameters);
+    Layers(parameters);
+    parameters.numresolution = 3;
+    parameters.csty |= 6;
+    parameters.prog_order = OPJ_RLCP;
+    parameters.tp_on = 1;
+    parameters.tp_flag = 'R';
+    const ByteVector stream = EncodeWithPeer(frame, parameters);
+    const Picture expected = Decode(stream, 83, 70, 24);
+    ASSERT_EQ(expected.status, kCodecOk);
+    ByteVector main;
+    const std::vector<PeerPart> parts = SplitPackets(stream, &main);
+    ASSERT_EQ(parts.size(), 27u);
+    for (size_t piece : {50u, 77u, 60000u}) {
+        const ByteVector packed[] = {WithTilePacked(main, parts, piece, false),
+                                     WithTilePacked(main, parts, piece, true),
+                                     WithMainPacked(main, parts, piece)};
+        for (const ByteVector& variant : packed) {
+            const Picture picture = Decode(variant, 83, 70, 24);
+            EXPECT_TRUE(picture.status == kCodecOk && picture.rows == expected.rows) << piece;
+        }
+    }
+}
+
+TEST(J2kPeer, TilesDoNotShowInSubsampledComponents)
+{
+    for (const std::vector<int>& steps : {std::vector<int>{1, 2, 2}, {4, 1, 2}}) {
+        for (int offset : {0, 4})  // the peer loses tiles at offsets that are no multiples of the steps
+        {
+            const PeerFrame frame = MakeFrame(81, 55, 8, false, steps, offset);
+            opj_cparameters_t parameters = DefaultPeerParameters(frame);
+            parameters.numresolution = 2;
+            parameters.image_offset_x0 = parameters.image_offset_y0 = offset;
+            const Picture whole = Decode(EncodeWithPeer(frame, parameters), 81, 55, 24);
+            ASSERT_EQ(whole.status, kCodecOk);
+            parameters.tile_size_on = OPJ_TRUE;
+            parameters.cp_tdx = 13;
+            parameters.cp_tdy = 11;
+            const ByteVector tiled = EncodeWithPeer(frame, parameters);
+            for (unsigned threads : {1u, 3u}) {
+                const Picture picture = Decode(tiled, 81, 55, 24, threads);
+                EXPECT_TRUE(picture.status == kCodecOk && picture.rows == whole.rows)
+                    << steps[0] << " at " << offset << " is " << picture.status;
+            }
+        }
+    }
 }
 
 TEST(J2kPeer, ConformanceStreamsDecodeAsThePeerDecodesThem)

@@ -53,7 +53,7 @@ struct HeaderFields
     uint32_t components = 1, depth = 7, stepX = 1, stepY = 1;
     int sizeLengthLie = 0;
     uint32_t order = 0, layers = 1, transform = 0, levels = 0, blockX = 4, blockY = 4, modes = 0, wavelet = 1;
-    uint32_t quantization = 0x40, exponent = 8 << 3;
+    uint32_t quantization = 0x40, exponent = 8 << 3, style = 0;
 };
 
 inline ByteWriter MainHeader(const HeaderFields& h)
@@ -63,7 +63,7 @@ inline ByteWriter MainHeader(const HeaderFields& h)
     w.U32be(h.endX).U32be(h.endY).U32be(h.offsetX).U32be(h.offsetY).U32be(h.tileWidth).U32be(h.tileHeight);
     w.U32be(h.tileOffsetX).U32be(h.tileOffsetY).U16be(h.components);
     for (uint32_t c = 0; c < h.components; ++c) w.U8(h.depth).U8(h.stepX).U8(h.stepY);
-    w.U16be(0xFF52).U16be(12).U8(0).U8(h.order).U16be(h.layers).U8(h.transform).U8(h.levels);
+    w.U16be(0xFF52).U16be(12).U8(h.style).U8(h.order).U16be(h.layers).U8(h.transform).U8(h.levels);
     w.U8(h.blockX).U8(h.blockY).U8(h.modes).U8(h.wavelet);
     w.U16be(0xFF5C).U16be(4 + 3 * h.levels).U8(h.quantization);
     for (uint32_t b = 0; b < 3 * h.levels + 1; ++b) w.U8(h.exponent);

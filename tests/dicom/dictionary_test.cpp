@@ -184,38 +184,6 @@ TEST(UidDictionary, FurtherUidsHaveANameOnly)
     EXPECT_STREQ(FindUidName("1.2.840.10008.1.2.4.100"), "MPEG2 Main Profile @ Main Level");
 }
 
-TEST(Dictionaries, TheTablesHoldTheFacts)
-{
-    const std::vector<Fields> elements = Facts("elements.tsv");
-    ASSERT_EQ(elements.size(), kElementCount);
-    for (size_t row = 0; row < kElementCount; ++row) {
-        const Fields& f = elements[row];
-        const ElementEntry& entry = kElementTable[row];
-        EXPECT_TRUE(entry.tag == Hex(f[0]) && entry.mask == Hex(f[1]) && entry.name == f[2] &&
-                    entry.vr == MakeVr(f[3][0], f[3][1]) && std::to_string(entry.vmMin) == f[4] &&
-                    (entry.vmMax == 0xFFFFFFFF ? "n" : std::to_string(entry.vmMax)) == f[5] &&
-                    std::to_string(entry.vmStep) == f[6])
-            << "run tools/dictionary/generate_tables.py: " << f[2];
-    }
-    const std::vector<Fields> uids = Facts("uids.tsv");
-    ASSERT_EQ(uids.size(), kUidCount);
-    for (size_t row = 0; row < kUidCount; ++row)
-        EXPECT_EQ((Fields{kUidTable[row].uid, std::to_string(kUidTable[row].type), kUidTable[row].name}),
-                  uids[row]);
-    const std::vector<Fields> fields = Facts("dimse.tsv");
-    ASSERT_EQ(fields.size(), kDimseFieldCount);
-    size_t row = 0;
-    for (size_t i = 0; i < GetDimseCommandCount(); ++i)
-        for (size_t f = 0; const DimseField* field = GetDimseField(GetDimseCommand(i), f); ++f, ++row) {
-            const Fields& fact = fields.at(row);
-            EXPECT_EQ(GetDimseCommand(i)->name, fact[0]);
-            EXPECT_EQ(GetDimseCommand(i)->commandField, Hex(fact[1]));
-            EXPECT_EQ(field->element, Hex(fact[2]));
-            EXPECT_EQ(field->name, fact[3]);
-        }
-    EXPECT_EQ(row, kDimseFieldCount);
-}
-
 /// One line for each node below `node`: depth, kind, code, usage and name.
 void Describe(const IodNode* node, int depth, std::vector<std::string>* lines)
 {
@@ -261,6 +229,9 @@ TEST(IodTree, HoldsWhatTheFactsSay)
         iod = GetNextIod(iod);
     }
     EXPECT_EQ(iod, nullptr);
+    const IodNode* const module = GetIodChild(GetFirstIod());
+    EXPECT_STREQ(module->description, nullptr);
+    EXPECT_STREQ(FindIodChild(module, 0x00100010)->description, "Patient's full legal name.");
     FreeDictionaries();
 }
 

@@ -17,7 +17,7 @@ DicomBuilder SmallImage(DicomBuilder builder)
     return builder;
 }
 
-TEST(LoadDataSet, FindsTheEncodingThatTheFileDeclares)
+TEST(LoadDataSet, FindsTheEncodingThatTheFileDeclaresOrShows)
 {
     struct Case
     {
@@ -25,9 +25,17 @@ TEST(LoadDataSet, FindsTheEncodingThatTheFileDeclares)
         uint16_t mode;
     };
     const Case cases[] = {
-        {PreambleFile().ImplicitLittle(), 0x0015}, {PreambleFile().ExplicitLittle(), 0x0025},
-        {PreambleFile().ExplicitBig(), 0x0029},    {BareFile().ImplicitLittle(), 0x0016},
-        {BareFile().ExplicitLittle(), 0x0026},     {PreambleFile().ExplicitLittle().MetaWithoutVr(), 0x0025},
+        {PreambleFile().ImplicitLittle(), 0x0015},
+        {PreambleFile().ExplicitLittle(), 0x0025},
+        {PreambleFile().ExplicitBig(), 0x0029},
+        {BareFile().ImplicitLittle(), 0x0016},
+        {BareFile().ExplicitLittle(), 0x0026},
+        {PreambleFile().ExplicitLittle().MetaWithoutVr(), 0x0025},
+        {PreambleFile().ImplicitLittle(""), 0x0015},
+        {PreambleFile().ExplicitLittle(""), 0x0025},
+        {PreambleFile().ExplicitBig(""), 0x0029},
+        {PreambleFile().NoMeta().ExplicitLittle(), 0x0025},
+        {BareFile().ExplicitLittle().Da(0x00080012, "20200101"), 0x0026},
     };
     for (const Case& c : cases) {
         DicomBuilder builder = c.builder;
@@ -71,12 +79,13 @@ TEST(LoadDataSet, RefusesWhatTheFlagsRuleOut)
     EXPECT_EQ(LoadDataSet(&dataSet, nullptr, 0, false), kDicomInvalidArgument);
     EXPECT_EQ(LoadFile(&dataSet, "no such file", 0), kDicomFileNotOpened);
     DicomStream stream;
+    EXPECT_EQ(LoadDataSet(&dataSet, &stream, 0, false), kDicomSeekFailed);
     stream.OpenMemory(bare.data(), bare.size());
     dataSet.readOnly = true;
     EXPECT_EQ(LoadDataSet(&dataSet, &stream, 0, false), kDicomInvalidArgument);
 }
 
-TEST(LoadDataSet, ABareDataSetHoldsAnElementOfTheDictionary)
+TEST(LoadDataSet, HoldsAnElementOfTheDictionaryWhereNoSyntaxIsKnown)
 {
     struct Case
     {
@@ -87,6 +96,8 @@ TEST(LoadDataSet, ABareDataSetHoldsAnElementOfTheDictionary)
     const std::string text = "Once upon a time there was a file of plain text.\r\nIt had two lines.\r\n";
     ByteVector picture = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
     picture.resize(4000, 0x55);
+    ByteVector cutInMeta = PreambleFile().Bytes();
+    cutInMeta.resize(142);
     const Case cases[] = {
         {"nothing", {}, kDicomOk},
         {"text", ByteVector(text.begin(), text.end()), kDicomNotDicom},
@@ -96,12 +107,21 @@ TEST(LoadDataSet, ABareDataSetHoldsAnElementOfTheDictionary)
         {"unknown elements only", BareFile().ImplicitLittle().Us(0x00070010, 1).Bytes(), kDicomNotDicom},
         {"a private one first", BareFile().ImplicitLittle().Us(0x00070010, 1).Us(0x00280010, 1).Bytes(),
          kDicomOk},
+        {"zeros behind a meta group", PreambleFile().ExplicitLittle("").Raw(ByteVector(4096, 0)).Bytes(),
+         kDicomOk},
+        {"unknown elements behind a meta group",
+         PreambleFile().ExplicitLittle("1.2").Us(0x00070010, 1).Bytes(), kDicomNotDicom},
+        {"unknown elements of a known syntax", PreambleFile().ExplicitLittle().Us(0x00070010, 1).Bytes(),
+         kDicomOk},
+        {"a group length that the file ends in", cutInMeta, kDicomOk},
         {"a command", BareFile().ImplicitLittle().Ul(0, 10).Us(0x00000100, 1).Bytes(), kDicomOk},
     };
     for (const Case& c : cases) {
         LoadedBytes loaded(c.bytes);
         EXPECT_EQ(loaded.status, c.status) << c.name;
-        EXPECT_EQ(loaded.dataSet.tree.first != nullptr, c.status == kDicomOk && !c.bytes.empty()) << c.name;
+        EXPECT_EQ(loaded.dataSet.tree.first != nullptr,
+                  c.status == kDicomOk && c.bytes.size() > 0 && c.bytes != cutInMeta)
+            << c.name;
     }
     const TemporaryFile zeros(ByteVector(1, 0));
     std::error_code error;
@@ -134,6 +154,22 @@ TEST(LoadDataSet, SequencesOfEitherLengthFormGiveTheSameTree)
     }
 }
 
+TEST(LoadDataSet, AnUnknownSequenceHasItemsOfEitherVrStyle)
+{
+    for (const DicomBuilder& style : {BareFile().ImplicitLittle(), BareFile().ExplicitLittle()}) {
+        DicomBuilder content = style;
+        content.BeginSequence(0x00081140).BeginItem().Ui(0x00081150, "1.2").EndItem().EndSequence();
+        DicomBuilder builder = PreambleFile().ExplicitLittle().BeginSequence(0x00091010, true, "UN");
+        builder.BeginItem().Raw(content.Bytes()).EndItem().BeginItem().EndItem().EndSequence();
+        LoadedBytes loaded(builder.Us(0x00280010, 5).Bytes());
+        ASSERT_EQ(loaded.status, kDicomOk);
+        EXPECT_EQ(loaded.Count(), 10u);
+        ASSERT_NE(loaded.Find(0x00081150, false), nullptr);
+        EXPECT_EQ(loaded.Find(0x00081150, false)->vr, MakeVr('U', 'I'));
+        EXPECT_NE(loaded.Find(0x00280010), nullptr);
+    }
+}
+
 TEST(LoadDataSet, FragmentsBecomeItemsOfThePixelData)
 {
     DicomBuilder builder = PreambleFile().ExplicitLittle("1.2.840.10008.1.2.4.50");
@@ -157,6 +193,10 @@ TEST(LoadDataSet, KeepsTheLettersThatARuleReplaced)
     ASSERT_EQ(loaded.status, kDicomOk);
     EXPECT_EQ(loaded.Find(kTagPixelData)->vr, MakeVr('O', 'W'));
     EXPECT_EQ(loaded.Find(kTagPixelData)->storedVr, MakeVr('O', 'B'));
+    // Zeros in place of letters: the dictionary's VR.
+    LoadedBytes none(PreambleFile().ExplicitLittle().Raw({0x28, 0, 0x10, 0, 0, 0, 2, 0, 5, 0}).Bytes());
+    ASSERT_NE(none.Find(0x00280010), nullptr);
+    EXPECT_EQ(none.Find(0x00280010)->vr, MakeVr('U', 'S'));
 }
 
 TEST(LoadDataSet, CopiesEveryValueWhenAsked)
@@ -174,6 +214,13 @@ TEST(LoadDataSet, CopiesEveryValueWhenAsked)
     EXPECT_EQ(loaded.dataSet.currentStream, &loaded.dataSet.fileStream);
     loaded.dataSet.DeleteElement(pixels);
     EXPECT_EQ(loaded.dataSet.records.size(), loaded.Count());
+
+    const ByteVector large = SmallImage(PreambleFile()).NativePixels(ByteVector(2000000, 9)).Bytes();
+    DicomStream stream;
+    stream.OpenMemory(large.data(), large.size());
+    DicomDataSet full;
+    full.ownStream.Open("no such folder", kStreamOwnFlags);
+    EXPECT_EQ(LoadDataSet(&full, &stream, kModeValuesCopied, false), kDicomShortWrite);
 }
 
 TEST(LoadDataSet, AcceptsADamagedTailBehindPixelData)
@@ -204,6 +251,13 @@ TEST(LoadFile, RepairsFiftyOddLengthsAndRefusesFiftyOne)
         ASSERT_NE(dataSet.GetStrings(last, 0, 1), nullptr);
         EXPECT_STREQ(*dataSet.GetStrings(last, 0, 1), "abc");
     }
+    DicomBuilder numbers = PreambleFile().ExplicitLittle().Header(0x00280010, "US", 3).Raw({4, 0, 7});
+    const TemporaryFile file = numbers.Header(kTagPixelData, "OW", 3).Raw({1, 2, 3}).Save();
+    DicomDataSet dataSet;
+    ASSERT_EQ(LoadFile(&dataSet, file.Path(), 0), kDicomOk);
+    ASSERT_EQ(LoadFile(&dataSet, dataSet.fileName, 0), kDicomOk);
+    EXPECT_EQ(dataSet.GetValueCount(dataSet.FindFirstElement(nullptr, 0x00280010, true)), 1);
+    EXPECT_EQ(dataSet.GetValueCount(dataSet.FindFirstElement(nullptr, kTagPixelData, true)), 2);
     EXPECT_EQ(LoadedBytes(BareFile().ExplicitLittle().Header(0x00090010, "LO", 3).Raw("abc").Bytes(),
                           kExplicitLittle)
                   .status,
@@ -433,13 +487,11 @@ TEST(Samples, ElementsAgreeWithDcmdump)
     EXPECT_GT(compared, 30);
 }
 
-// Compressed bytes read as implicit headers: their first length leads past the end of the file, which ends
-// the parse cleanly, so whoever needs an image finds none.
-TEST(Samples, DeflatedHasNoPixelData)
+// Compressed bytes read as headers of elements that nobody knows.
+TEST(Samples, DeflatedIsRefused)
 {
     DicomDataSet dataSet;
-    LoadFile(&dataSet, SamplePath("deflated.dcm").c_str(), 0);
-    EXPECT_EQ(dataSet.FindFirstElement(nullptr, kTagPixelData, false), nullptr);
+    EXPECT_EQ(LoadFile(&dataSet, SamplePath("deflated.dcm").c_str(), 0), kDicomNotDicom);
 }
 
 TEST(LoadFile, ReadsBeyondFourGigabytes)

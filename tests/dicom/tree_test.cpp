@@ -90,6 +90,33 @@ TEST(InsertElement, FindsItsPlaceInALongLevelAfterDeletions)
     EXPECT_EQ(TagsOf(dataSet.tree.first), tags);
 }
 
+TEST(InsertElement, PutsElementsBeforeManyItems)
+{
+    DicomDataSet dataSet;
+    dataSet.InsertElement(nullptr, false, 0x00080016, 0, false, kLast);
+    for (int i = 0; i < 40; ++i) dataSet.InsertElement(nullptr, false, kTagItem, 0, true, kLast);
+    dataSet.InsertElement(nullptr, false, 0x00100010, 0, false, kLast);
+    dataSet.InsertElement(nullptr, false, kTagItem, 0, true, 2);
+    dataSet.InsertElement(nullptr, false, 0x00280010, 0, false, kLast);
+    Tags expected(44, kTagItem);
+    expected[0] = 0x00080016, expected[1] = 0x00100010, expected[2] = 0x00280010;
+    EXPECT_EQ(TagsOf(dataSet.tree.first), expected);
+}
+
+// A walk of the top level for the transfer syntax of each would be 4e10 steps.
+TEST(LoadDataSet, ManyItemsMayHavePixelData)
+{
+    constexpr size_t kCount = 200000;
+    ByteWriter writer;
+    writer.Bytes(EmptyElements(MakeTags(Order::ascending, kCount)));
+    writer.U16le(0x0040).U16le(0x9096).U32le(kUndefinedLength);
+    for (size_t i = 0; i < kCount; ++i)
+        writer.U16le(0xFFFE).U16le(0xE000).U32le(8).U16le(0x7FE0).U16le(0x0010).U32le(0);
+    LoadedBytes loaded(writer, kImplicitLittle);
+    EXPECT_EQ(loaded.status, kDicomOk);
+    EXPECT_EQ(loaded.Count(), 3 * kCount + 1);
+}
+
 TEST(DicomDataSet, WalksStepOverHiddenElementsAndReportForeignOnes)
 {
     LoadedBytes loaded(PreambleFile().Cs(0x00080060, "US").Us(0x00280010, 2).Us(0x00280301, 1).Bytes());

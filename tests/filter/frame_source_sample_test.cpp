@@ -12,6 +12,19 @@ TEST_F(FrameSourceSample, RowsComeBottomUpWithZeroPadding)
     EXPECT_EQ(source.undecodableFrames, 0);
 }
 
+TEST_F(FrameSourceSample, LargeSamplesHaveTheSameRows)
+{
+    constexpr size_t kColumns = 2049, kStride = 2052, kRows = 2050;
+    ByteVector pixels(kColumns * kRows), expected(kStride * kRows);
+    for (size_t i = 0; i < pixels.size(); ++i) {
+        pixels[i] = static_cast<uint8_t>(i * 31 >> 4);
+        expected[(kRows - 1 - i / kColumns) * kStride + i % kColumns] = pixels[i];
+    }
+    DicomBuilder large = PreambleFile().ExplicitLittle();
+    ASSERT_EQ(Load(large.Image({.rows = kRows, .columns = kColumns}).NativePixels(pixels, "OB")), 0);
+    EXPECT_TRUE(ReadFrame(0) == expected);
+}
+
 TEST_F(FrameSourceSample, OtherDepths)
 {
     DicomBuilder grey16 = PreambleFile().ExplicitLittle();

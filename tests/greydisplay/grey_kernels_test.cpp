@@ -38,7 +38,7 @@ TEST(GreyKernels, EveryLevelEqualsThePlainOne)
         const GreyKernels kernels = SelectGreyKernels(level);
         for (size_t count = 0; count <= 131; ++count)
             for (const size_t shift : {0, 1, 3})
-                for (size_t form = 0; form <= 2 * std::size(kRamps); ++form) {
+                for (size_t form = 0; form <= 2 * std::size(kRamps) + 1; ++form) {
                     // The 12-bit forms take a shorter row, which ends at the end of its memory.
                     const bool packed = form > std::size(kRamps);
                     const size_t bytes = packed ? (3 * count + 1) / 2 : 2 * count;
@@ -50,12 +50,11 @@ TEST(GreyKernels, EveryLevelEqualsThePlainOne)
                     const auto run = [&](const GreyKernels& chosen, std::vector<uint8_t>* out) {
                         uint8_t* at = out->data() + kGuard + shift;
                         const uint8_t* from = words.data() + shift;
-                        if (form < std::size(kRamps))
-                            chosen.ramp(from, at, count, kRamps[form]);
-                        else if (packed)
-                            chosen.ramp12(from, at, count, kRamps[form - std::size(kRamps) - 1]);
+                        const size_t ramp = packed ? form - std::size(kRamps) - 1 : form;
+                        if (ramp < std::size(kRamps))
+                            (packed ? chosen.ramp12 : chosen.ramp)(from, at, count, kRamps[ramp]);
                         else
-                            chosen.lookUp(from, at, count, entries.data());
+                            (packed ? chosen.lookUp12 : chosen.lookUp)(from, at, count, entries.data());
                     };
                     run(kPlainGreyKernels, &expected);
                     run(kernels, &got);

@@ -16,7 +16,7 @@ constexpr unsigned kSeed = 20240607;
 std::vector<SimdLevel> Levels()
 {
     std::vector<SimdLevel> levels;
-    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2})
+    for (SimdLevel level : {SimdLevel::sse2, SimdLevel::avx2, SimdLevel::avx512})
         if (level <= DetectedSimdLevel()) levels.push_back(level);
     return levels;
 }
@@ -65,7 +65,7 @@ TEST(ImageKernels, LevelsAgreeInPlace)
         kernels.ybrToRgb(block, block + count, block + 2 * count, count);
     });
     ExpectLevelsAgree(3, [](const ImageKernels& kernels, uint8_t* block, size_t count) {
-        kernels.ybrPixelsToRgb(block, count);
+        kernels.ybrPixelsToBgr(block, count);
     });
 }
 
@@ -98,13 +98,16 @@ TEST(ImageKernels, LevelsAgreeOnEveryScaledByte)
         }
 }
 
-TEST(ImageKernels, LevelsAgreeInterleaving)
+TEST(ImageKernels, LevelsAgreeInterleavingAndCopying)
 {
     ExpectLevelsAgree(4, [](const ImageKernels& kernels, uint8_t* block, size_t count) {
         kernels.interleave2(block, block + count, block + 2 * count, count);
     });
     ExpectLevelsAgree(6, [](const ImageKernels& kernels, uint8_t* block, size_t count) {
         kernels.interleave3(block, block + count, block + 2 * count, block + 3 * count, count);
+    });
+    ExpectLevelsAgree(2, [](const ImageKernels& kernels, uint8_t* block, size_t count) {
+        kernels.copyPastCaches(block + count, block, count);
     });
 }
 
@@ -140,8 +143,8 @@ TEST(YbrToRgb, UsesTheStudioRangeMatrix)
                        {128, 0, 128, 130, 180, 0}, {81, 90, 240, 254, 0, 0}};
     for (const auto& one : cases) {
         uint8_t pixel[3] = {one.y, one.cb, one.cr};
-        kPlainImageKernels.ybrPixelsToRgb(pixel, 1);
-        EXPECT_EQ(Bytes(pixel, pixel + 3), Bytes({one.red, one.green, one.blue})) << int{one.y};
+        kPlainImageKernels.ybrPixelsToBgr(pixel, 1);
+        EXPECT_EQ(Bytes(pixel, pixel + 3), Bytes({one.blue, one.green, one.red})) << int{one.y};
     }
 }
 

@@ -134,11 +134,11 @@ TEST(GreyFrame, ThirtyTwoBitsAreSpreadOverSixteen)
 
     ImageAttributes withSign = attributes;
     withSign.pixelRepresentation = 1;
-    LoadedFile signedLongs(Native(withSign, longs({uint32_t(-0x10000000), 0x20000000, uint32_t(-1)})));
+    LoadedFile signedLongs(Native(withSign, longs({uint32_t(-1000), 1000, 0})));
     Picture ascending(&signedLongs, 0, 0);
-    EXPECT_EQ(ascending.Words(), Words({0x6DB6, 0x8000, 0x7FFF, 0}));
-    EXPECT_EQ(ascending.bitmap.minValue, 0x6DB6 - 0x8000);
-    EXPECT_EQ(ascending.bitmap.maxValue, 0);
+    EXPECT_EQ(ascending.Words(), Words({0, 65535, 32767, 0}));
+    EXPECT_EQ(ascending.bitmap.minValue, -32768);
+    EXPECT_EQ(ascending.bitmap.maxValue, 32767);
 }
 
 TEST(GreyFrame, OneBitIsReversed)
@@ -248,6 +248,10 @@ TEST(ColorFrame, YbrFullIsConvertedFirst)
     const ByteVector expected = {0, 0, 0, 254, 254, 254, 0, 0};
     EXPECT_EQ(rows(0, {16, 128, 128, 235, 128, 128}), expected);
     EXPECT_EQ(rows(1, {16, 235, 128, 128, 128, 128}), expected);
+
+    // Red 130, green 180, blue 0, of which seven bits count: 2, 52 and 0, spread from 0 to 52.
+    LoadedFile sevenBits(Native(WithBits(Color8(1, 1, "YBR_FULL"), 8, 7, 6), {128, 0, 128}));
+    EXPECT_EQ(Picture(&sevenBits).Rows(), ByteVector({0, 255, 9, 0}));
 }
 
 TEST(ColorFrame, CmykStepsFourBytesAPixel)

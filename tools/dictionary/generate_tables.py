@@ -148,6 +148,16 @@ def iod_table():
     return table_file("iods.tsv, iod_modules.tsv, modules.tsv and module_attributes.tsv", body)
 
 
+def description_table():
+    used = {r["tag"] for r in rows("module_attributes.tsv")}
+    described = rows("descriptions.tsv")
+    tags = [d["tag"] for d in described]
+    if tags != sorted(set(tags)) or not used.issuperset(tags):
+        raise SystemExit("descriptions.tsv: tags must ascend and be those of module attributes")
+    lines = ["    // tag, description"] + [f"    {{ 0x{d['tag']}, {text(d['description'])} }}," for d in described]
+    return table_file("descriptions.tsv", array("const DescriptionRow kDescriptionTable[]", lines))
+
+
 def dimse_table():
     commands = {}
     for r in rows("dimse.tsv"):
@@ -170,7 +180,8 @@ def main():
     check = parser.parse_args().check
     differing = 0
     for name, content in (("element_table.cpp", element_table()), ("uid_table.cpp", uid_table()),
-                          ("iod_table.cpp", iod_table()), ("dimse_table.cpp", dimse_table())):
+                          ("iod_table.cpp", iod_table()), ("description_table.cpp", description_table()),
+                          ("dimse_table.cpp", dimse_table())):
         path = OUTPUT / name
         if not check:
             path.write_text(content, encoding="utf-8")

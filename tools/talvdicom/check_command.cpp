@@ -42,8 +42,7 @@ void CheckDecoding(OpenedFile* opened, Findings* findings)
 Findings CheckRefusedFile(OpenedFile* opened)
 {
     Findings findings = {{Grade::error, "file", opened->refusal}};
-    const bool deflated = TagText(opened->source.dataSet, kTagTransferSyntaxUid) == kDeflatedSyntax;
-    if (!deflated) CheckStructure(opened->source.dataSet, &findings);
+    CheckStructure(opened->source.dataSet, &findings);
     return findings;
 }
 

@@ -13,6 +13,7 @@
 #include "tools/talvdicom/element_text.h"
 #include "tools/talvdicom/input_file.h"
 #include "tools/talvdicom/json_dump.h"
+#include "tools/talvdicom/opened_file.h"
 #include "tools/talvdicom/output.h"
 #include "tools/talvdicom/printable.h"
 
@@ -174,8 +175,8 @@ int RunDump(const std::string& file, const DumpOptions& options)
     if (!input.Prepare(file, &refusal)) return Complain(file, refusal);
     const auto dataSet = std::make_unique<DicomDataSet>(StandardTables());
     const DicomStatus status = LoadFile(dataSet.get(), input.Name().c_str(), 0);
+    if (status != kDicomOk) return Complain(file, LoadRefusal(input.Name().c_str(), status));
     input.RemoveCopy();
-    if (status != kDicomOk) return Complain(file, DicomStatusText(status));
     if (dataSet->tree.first == nullptr) return Complain(file, "there are no data elements in it");
     const DumpLayout layout = {options.fullValues, static_cast<size_t>(OutputWidth())};
     if (!options.find.empty()) return PrintFound(dataSet.get(), file, options, layout);

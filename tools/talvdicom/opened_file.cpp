@@ -12,6 +12,8 @@
 namespace talv {
 namespace {
 constexpr uint32_t kTagNumberOfFrames = 0x00280008;
+constexpr char kDeflatedSyntax[] = "1.2.840.10008.1.2.1.99";
+constexpr uint64_t kMetaStart = 132;
 
 void KeepNotice(const char* text, const char*, uint32_t, void* context)
 {
@@ -27,6 +29,26 @@ class NoticeCatcher
     NoticeCatcher(const NoticeCatcher&) = delete;
     NoticeCatcher& operator=(const NoticeCatcher&) = delete;
 };
+
+/// The Transfer Syntax UID that the meta group of a file has, whatever follows it; empty when there is none.
+std::string DeclaredSyntax(const char* fileName)
+{
+    DicomStream stream;
+    if (!stream.Open(fileName, kStreamFileFlags)) return {};
+    DicomDataSet meta;
+    ElementHeader header;
+    uint64_t position = kMetaStart;
+    for (;; position += header.headerBytes + uint64_t{header.length}) {
+        stream.Seek(static_cast<int64_t>(position), 0);
+        const DicomStatus status = ReadElementHeader(&meta, &stream, true, true, &header);
+        if (status != kDicomOk || TagGroup(header.tag) != kMetaGroup) return {};
+        if (header.tag == kTagTransferSyntaxUid) break;
+    }
+    char uid[65] = {};
+    stream.Read(uid, std::min<size_t>(header.length, sizeof uid - 1));
+    const std::string text = uid;
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
 
 bool CodecMissing(const CodecEntryPoints& codecs, int32_t compression)
 {
@@ -50,8 +72,8 @@ bool OpenedFile::Open(const std::string& name)
     const NoticeCatcher catcher(&notice);
     const std::u16string wide = WideFromNarrow(input_.Name());
     const bool loaded = source.Load(wide.c_str(), false) == kLoadOk;
-    input_.RemoveCopy();
     if (!loaded) refusal = ExplainRefusal(notice);
+    input_.RemoveCopy();
     return loaded;
 }
 
@@ -102,11 +124,10 @@ std::string OpenedFile::ExplainRefusal(const std::string& notice)
     if (notice.empty()) return "the file cannot be played" + CheckHint();
     const auto status = static_cast<DicomStatus>(source.lastRefusal);
     if (!source.fileNameSet) {
-        return status == kDicomOk ? notice : notice + ": " + DicomStatusText(status);
+        if (status == kDicomOk) return notice;
+        return notice + ": " + LoadRefusal(input_.Name().c_str(), status);
     }
     const std::string uid = TagText(source.dataSet, kTagTransferSyntaxUid);
-    if (uid == kDeflatedSyntax)
-        return notice + ": the data set is deflated; inflate it with another tool first";
     const int32_t compression = GetTransferSyntaxClass(source.dataSet);
     if (CodecMissing(source.dataSet->tables.codecs, compression))
         return notice + ": this build has no decoder for " + TransferSyntaxName(uid);
@@ -155,6 +176,14 @@ std::string TagText(DicomDataSet* dataSet, uint32_t tag)
     std::string trimmed = text;
     trimmed.erase(trimmed.find_last_not_of(' ') + 1);
     return trimmed;
+}
+
+std::string LoadRefusal(const char* fileName, DicomStatus status)
+{
+    const std::string uid = status == kDicomNotDicom ? DeclaredSyntax(fileName) : "";
+    if (uid.empty() || FindTransferSyntax(uid.c_str()) != nullptr) return DicomStatusText(status);
+    if (uid == kDeflatedSyntax) return "the data set is deflated; inflate it with another tool first";
+    return "its transfer syntax does not play: " + TransferSyntaxName(uid) + " (" + uid + ")";
 }
 
 bool TagReal(DicomDataSet* dataSet, uint32_t tag, double* value)

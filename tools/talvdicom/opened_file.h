@@ -9,9 +9,6 @@
 #include "tools/talvdicom/input_file.h"
 
 namespace talv {
-/// Deflated Explicit VR Little Endian, which the component does not inflate.
-inline constexpr char kDeflatedSyntax[] = "1.2.840.10008.1.2.1.99";
-
 /// A file loaded as the component loads it, with user settings at their defaults.
 class OpenedFile
 {
@@ -54,6 +51,8 @@ class OpenedFile
 
 /// Text of the first value of top-level element `tag`, without padding; empty when there is none.
 std::string TagText(DicomDataSet* dataSet, uint32_t tag);
+/// Why loading `fileName` (narrow) gave `status`; names a transfer syntax that is not among those that play.
+std::string LoadRefusal(const char* fileName, DicomStatus status);
 /// First value of top-level element `tag` as a number; false when there is none.
 bool TagReal(DicomDataSet* dataSet, uint32_t tag, double* value);
 /// Name of the transfer syntax `uid`, or what stands for it when it is absent or unknown.
