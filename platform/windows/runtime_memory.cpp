@@ -56,16 +56,26 @@ void FreeException(void* object)
         std::free(block);
 }
 
-// --- what the runtime knows of a thread's exceptions
+// --- variables that each thread has of its own: what the runtime knows of a thread's exceptions
 
-constexpr int kThreads = 64;
-constexpr size_t kThreadBytes = 32;
+/// Such a variable as GCC describes it.
+struct ThreadVariable
+{
+    size_t size, alignment;
+    void* unused;
+    const void* initial;  // null: zeros
+};
 
-// Rooms of 64 threads, found by the thread's number; more of them are made when these are taken.
+constexpr int kRooms = 64;
+constexpr size_t kRoomBytes = 32;
+
+// 64 rooms, each for one variable of one thread; more of them are made when these are taken. Only the owner
+// reads what belongs to a room, so its number alone is shared.
 struct ThreadRooms
 {
-    volatile LONG owners[kThreads];
-    alignas(16) uint8_t bytes[kThreads][kThreadBytes];
+    volatile LONG owners[kRooms];
+    const ThreadVariable* variables[kRooms];
+    alignas(16) uint8_t bytes[kRooms][kRoomBytes];
     ThreadRooms* volatile next;
 };
 ThreadRooms firstRooms;
@@ -82,19 +92,24 @@ ThreadRooms* MoreRooms(ThreadRooms* last)
     return static_cast<ThreadRooms*>(other);
 }
 
-uint8_t* FindRoom(LONG thread)
+uint8_t* FindRoom(LONG thread, const ThreadVariable* variable)
 {
     for (ThreadRooms* rooms = &firstRooms; rooms != nullptr; rooms = rooms->next)
-        for (int i = 0; i < kThreads; ++i)
-            if (rooms->owners[i] == thread) return rooms->bytes[i];
+        for (int i = 0; i < kRooms; ++i)
+            if (rooms->owners[i] == thread && rooms->variables[i] == variable) return rooms->bytes[i];
     return nullptr;
 }
 
-uint8_t* TakeRoom(LONG thread)
+uint8_t* TakeRoom(LONG thread, const ThreadVariable* variable)
 {
     for (ThreadRooms* rooms = &firstRooms;; rooms = rooms->next != nullptr ? rooms->next : MoreRooms(rooms))
-        for (int i = 0; i < kThreads; ++i)
-            if (InterlockedCompareExchange(&rooms->owners[i], thread, 0) == 0) return rooms->bytes[i];
+        for (int i = 0; i < kRooms; ++i)
+            if (InterlockedCompareExchange(&rooms->owners[i], thread, 0) == 0) {
+                rooms->variables[i] = variable;
+                if (variable->initial != nullptr)
+                    std::memcpy(rooms->bytes[i], variable->initial, variable->size);
+                return rooms->bytes[i];
+            }
 }
 
 // --- static objects of functions
@@ -132,9 +147,10 @@ void ReleaseRuntimeOfThread()
 {
     const auto thread = static_cast<LONG>(GetCurrentThreadId());
     for (ThreadRooms* rooms = &firstRooms; rooms != nullptr; rooms = rooms->next)
-        for (int i = 0; i < kThreads; ++i)
+        for (int i = 0; i < kRooms; ++i)
             if (rooms->owners[i] == thread) {
-                std::memset(rooms->bytes[i], 0, kThreadBytes);
+                std::memset(rooms->bytes[i], 0, kRoomBytes);
+                rooms->variables[i] = nullptr;
                 InterlockedExchange(&rooms->owners[i], 0);
             }
 }
@@ -189,19 +205,11 @@ void __cxa_guard_abort(volatile uint8_t* guard) noexcept
     talv::LeaveGuard(guard, false);
 }
 
-/// A variable that each thread has of its own, as GCC describes it. The only one of these builds is the
-/// runtime's of two words.
-struct ThreadVariable
+void* __emutls_get_address(const talv::ThreadVariable* variable)
 {
-    size_t size, alignment;
-    void* unused;
-    void* initial;
-};
-void* __emutls_get_address(const ThreadVariable* variable)
-{
-    if (variable->size > talv::kThreadBytes || variable->initial != nullptr) std::abort();
+    if (variable->size > talv::kRoomBytes || variable->alignment > 16) std::abort();
     const auto thread = static_cast<LONG>(GetCurrentThreadId());
-    uint8_t* const known = talv::FindRoom(thread);
-    return known != nullptr ? known : talv::TakeRoom(thread);
+    uint8_t* const known = talv::FindRoom(thread, variable);
+    return known != nullptr ? known : talv::TakeRoom(thread, variable);
 }
 }
