@@ -23,7 +23,7 @@ ROOMS = {
     "filter": {"image", "dicom", "raster", "platform"},
     "filter/directshow": {"filter", "platform", "dicom", "raster", "codecs/entry_points.h"},
     "filter/greydisplay": {"raster", "platform", "filter/block_fields.h", "filter/media_format.h"},
-    "filter/greydisplay/windows": {"filter/greydisplay", "filter/directshow", "platform"},
+    "filter/greydisplay/windows": {"filter/greydisplay", "filter/directshow"},
 }
 FREE = ("tools", "tests", "fuzz", "bench")
 # Where the operating system may show: its headers and the question which system this is.

@@ -10,7 +10,6 @@
 #include "filter/directshow/server_lock.h"
 #include "filter/directshow/type_library.h"
 #include "platform/module.h"
-#include "platform/windows/runtime_memory.h"
 #include "raster/raster_settings.h"
 
 namespace talv {
@@ -20,7 +19,6 @@ constexpr int kGlobalMemoryAllocator = 2;
 // Under the loader lock: memory work only.
 bool Attach(HINSTANCE module)
 {
-    if (!PrepareRuntime()) return false;
     serverModule = module;
     RememberModule(module);  // where the codec entry points are looked up
     SelectAllocator(kGlobalMemoryAllocator);
@@ -33,7 +31,6 @@ void Detach()
 {
     FreeDictionaries();
     DetachRasterLibrary();
-    ReleaseRuntime();
 }
 
 const ClassEntry* FindClass(REFCLSID id)
@@ -55,7 +52,6 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID)
             break;
         case DLL_THREAD_DETACH:
             talv::DetachRasterThread();
-            talv::ReleaseRuntimeOfThread();
             break;
         default:
             break;

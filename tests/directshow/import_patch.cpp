@@ -14,10 +14,8 @@ void WriteSlot(void** slot, void* value)
     VirtualProtect(slot, sizeof(*slot), protection, &protection);
 }
 
-// Calls visit(library's name, import's name, its place in the table) for each import by name until it answers
-// true.
-template <class Visit>
-void VisitImports(HMODULE module, Visit visit)
+// The place in the import table through which the module calls `name`; null when there is none.
+void** FindSlot(HMODULE module, const char* name)
 {
     auto* image = reinterpret_cast<uint8_t*>(module);
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
@@ -31,22 +29,10 @@ void VisitImports(HMODULE module, Visit visit)
             if (IMAGE_SNAP_BY_ORDINAL(entry->u1.Ordinal)) continue;
             const auto* named =
                 reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(image + entry->u1.AddressOfData);
-            if (visit(reinterpret_cast<const char*>(image + library->Name),
-                      reinterpret_cast<const char*>(named->Name), slot))
-                return;
+            if (std::strcmp(reinterpret_cast<const char*>(named->Name), name) == 0) return slot;
         }
     }
-}
-
-// The place through which the module calls `wanted`; null when there is none.
-void** FindSlot(HMODULE module, const char* wanted)
-{
-    void** found = nullptr;
-    VisitImports(module, [&](const char*, const char* name, void** slot) {
-        if (std::strcmp(name, wanted) == 0) found = slot;
-        return found != nullptr;
-    });
-    return found;
+    return nullptr;
 }
 }  // namespace
 
@@ -61,19 +47,5 @@ ImportPatch::ImportPatch(const char* name, void* replacement, int)
 ImportPatch::~ImportPatch()
 {
     if (slot_ != nullptr) WriteSlot(slot_, previous_);
-}
-
-bool ResolveImports(HMODULE module, std::initializer_list<Replacement> replacements)
-{
-    bool complete = true;
-    VisitImports(module, [&](const char* library, const char* name, void** slot) {
-        void* target = reinterpret_cast<void*>(GetProcAddress(LoadLibraryA(library), name));
-        for (const Replacement& replacement : replacements)
-            if (std::strcmp(name, replacement.name) == 0) target = replacement.function;
-        WriteSlot(slot, target);
-        complete = complete && target != nullptr;
-        return false;
-    });
-    return complete;
 }
 }  // namespace talv

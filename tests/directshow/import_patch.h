@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <initializer_list>
-
 namespace talv {
 /// While it lives, calls of the loaded component to the system function `name` go to `replacement`, which has
 /// the same signature. Calls of other modules, the test program's own among them, are left alone.
@@ -26,18 +24,4 @@ class ImportPatch
     void** slot_ = nullptr;
     void* previous_ = nullptr;
 };
-
-/// A function to be called in place of the system's of that name.
-struct Replacement
-{
-    template <class Function>
-    Replacement(const char* nameOfIt, Function* replacement)
-        : name(nameOfIt), function(reinterpret_cast<void*>(replacement))
-    {}
-    const char* name;
-    void* function;
-};
-/// Fills the import table of a module that was loaded without its references. False when something is
-/// missing.
-bool ResolveImports(HMODULE module, std::initializer_list<Replacement> replacements);
 }  // namespace talv

@@ -7,7 +7,6 @@
 #include "filter/greydisplay/windows/grey_display_filter.h"
 #include "filter/greydisplay/windows/grey_display_ids.h"
 #include "filter/greydisplay/windows/grey_registration.h"
-#include "platform/windows/runtime_memory.h"
 
 namespace {
 const talv::ClassEntry kGreyDisplayEntry = {talv::kGreyDisplayName, &talv::kGreyDisplayClass,
@@ -16,19 +15,7 @@ const talv::ClassEntry kGreyDisplayEntry = {talv::kGreyDisplayName, &talv::kGrey
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID)
 {
-    switch (reason) {
-        case DLL_PROCESS_ATTACH:
-            talv::serverModule = module;
-            return talv::PrepareRuntime();
-        case DLL_PROCESS_DETACH:
-            talv::ReleaseRuntime();
-            break;
-        case DLL_THREAD_DETACH:
-            talv::ReleaseRuntimeOfThread();
-            break;
-        default:
-            break;
-    }
+    if (reason == DLL_PROCESS_ATTACH) talv::serverModule = module;
     return TRUE;
 }
 
