@@ -160,9 +160,9 @@ TEST_F(Downstream, ASeekFreesAWorkerThatDownstreamHolds)
     while (input_.Samples().size() < 2) Sleep(1);
     EXPECT_EQ(input_.Samples().back().mediaStart, 3);
     // Held again, with frame 4 as the next one.
-    input_.msPerSample = 0;
     position = 2 * 400000;
     EXPECT_EQ(seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning, nullptr, 0), S_OK);
+    input_.msPerSample = 0;
     ASSERT_TRUE(input_.WaitForEnd());
     EXPECT_EQ(input_.flushes, 2);
     const std::vector<RecordedSample> samples = input_.Samples();
